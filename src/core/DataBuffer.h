@@ -94,6 +94,9 @@ private:
     }
     bool reallocate(uint32_t n);
     void release();
+    // Moves borrowed bytes to a block of our own before they are changed.
+    bool makeOwned();
+    void growAndAppend(uint32_t capacity, const void* data, uint32_t n);
 
     uint8_t m_magic = kMagic;
     uint8_t m_borrowed = 0;
