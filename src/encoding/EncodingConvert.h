@@ -27,10 +27,14 @@ public:
     // 8 the byte then a zero byte.
     void setErrorAction(uint32_t action, uint32_t altCodePage, const uint8_t* substitute, uint32_t length);
 
-    // One letter per step of the last call's road, for developers.
+    // One letter per step of the last call's road, for developers: "A" the
+    // general step, "U"/"u" from/to UTF-16, "B" UTF-16 to UTF-8, "C" UTF-16
+    // to a code page, "E" UTF-8 to UTF-16, "G" a single-byte and "H" a
+    // multi-byte code page to UTF-16.
     const StringBuffer& trace() const { return m_trace; }
 
 private:
+    // The steps of a conversion (ConvertSteps.h) work on the per-call state.
     friend class ConvertSteps;
 
     uint32_t m_errorAction = 0;
