@@ -1,0 +1,140 @@
+#include "cipher/ZenvaryRc2.h"
+
+#include <cstring>
+
+namespace zenvary {
+
+ZenvaryRc2::ZenvaryRc2() {
+    const uint8_t zeros[16] = {};
+    m_core.setKey(zeros, m_effectiveBits);
+}
+
+ZenvaryRc2::~ZenvaryRc2() = default;
+
+void ZenvaryRc2::SetKey(DataBuffer& key, uint32_t keyBytes, uint32_t effectiveBits) {
+    m_keyBytes = keyBytes == 0 ? 1 : (keyBytes > Rc2Core::kMaxKeyBytes ? Rc2Core::kMaxKeyBytes : keyBytes);
+    m_effectiveBits = (effectiveBits == 0 || effectiveBits > 1024) ? 1024 : effectiveBits;
+
+    // The storage is read up to its old capacity, stale bytes past the size
+    // included; what ensureCapacity adds is not initialised, so it reads as zero.
+    uint8_t bytes[Rc2Core::kMaxKeyBytes] = {};
+    const uint32_t held = key.getCapacity() < m_keyBytes ? key.getCapacity() : m_keyBytes;
+    if (held) std::memcpy(bytes, key.getDataRaw(), held);
+    key.ensureCapacity(m_keyBytes);
+    m_core.setKey(std::span<const uint8_t>(bytes, m_keyBytes), m_effectiveBits);
+    std::memset(bytes, 0, sizeof bytes);
+}
+
+void ZenvaryRc2::SetIV(const DataBuffer& iv) {
+    if (iv.getSize() >= 8) std::memcpy(m_iv, iv.data(), 8);
+}
+
+std::unique_ptr<DataBuffer> ZenvaryRc2::encrypt(const DataBuffer& in, uint8_t chain[8]) const {
+    const uint32_t size = in.getSize();
+    if (size == 0 || size > UINT32_MAX - 32) return std::make_unique<DataBuffer>();
+    auto out = std::make_unique<DataBuffer>(size + 32);
+    if (out->getCapacity() == 0) return out;
+    uint8_t* p = out->getData();
+    std::memcpy(p, in.data(), size);
+    out->setSize(size);
+    for (uint32_t at = 0; at + kBlockSize <= size; at += kBlockSize) {
+        std::span<uint8_t, 8> block(p + at, 8);
+        if (m_ecb == 1) {
+            m_core.encryptBlock(block, block);
+        } else {
+            for (int i = 0; i < 8; ++i) block[i] ^= chain[i];
+            m_core.encryptBlock(block, block);
+            std::memcpy(chain, block.data(), 8);
+        }
+    }
+    return out;
+}
+
+std::unique_ptr<DataBuffer> ZenvaryRc2::decrypt(const DataBuffer& in, uint8_t chain[8]) const {
+    const uint32_t size = in.getSize() - in.getSize() % kBlockSize;
+    if (size == 0 || size > UINT32_MAX - 32) return std::make_unique<DataBuffer>();
+    auto out = std::make_unique<DataBuffer>(size + 32);
+    if (out->getCapacity() == 0) return out;
+    const uint8_t* src = in.data();
+    uint8_t* p = out->getData();
+    out->setSize(size);
+    for (uint32_t at = 0; at < size; at += kBlockSize) {
+        m_core.decryptBlock(std::span<const uint8_t, 8>(src + at, 8), std::span<uint8_t, 8>(p + at, 8));
+        if (m_ecb != 1) {
+            for (int i = 0; i < 8; ++i) p[at + i] ^= chain[i];
+            std::memcpy(chain, src + at, 8);
+        }
+    }
+    return out;
+}
+
+std::unique_ptr<DataBuffer> ZenvaryRc2::encryptPadded(DataBuffer& data, uint8_t chain[8]) {
+    const uint32_t saved = data.getSize();
+    data.padForEncryption(m_paddingScheme, kBlockSize);
+    auto out = encrypt(data, chain);
+    data.setSize(saved);
+    return out;
+}
+
+uint8_t* ZenvaryRc2::prepareChain(DataBuffer& chain) {
+    if (chain.getSize() < 8) {
+        static const uint8_t kZeros[8] = {};
+        chain.clear();
+        chain.append(kZeros, 8);
+    }
+    return chain.getSize() >= 8 ? chain.getData() : nullptr;
+}
+
+std::unique_ptr<DataBuffer> ZenvaryRc2::EncryptAll(DataBuffer& data, LogBase* log) {
+    if (data.getSize() == 0) return std::make_unique<DataBuffer>();
+    return encryptPadded(data, m_iv);
+}
+
+std::unique_ptr<DataBuffer> ZenvaryRc2::DecryptAll(DataBuffer& data, LogBase* log) {
+    uint8_t chain[8];
+    std::memcpy(chain, m_iv, 8);
+    auto out = decrypt(data, chain);
+    out->unpadAfterDecryption(m_paddingScheme, kBlockSize, log);
+    return out;
+}
+
+std::unique_ptr<DataBuffer> ZenvaryRc2::EncryptMiddle(DataBuffer& data, DataBuffer& chain, LogBase* log) {
+    if (data.getSize() == 0) return std::make_unique<DataBuffer>();
+    uint8_t* value = prepareChain(chain);
+    if (!value) return std::make_unique<DataBuffer>();
+    return encrypt(data, value);
+}
+
+std::unique_ptr<DataBuffer> ZenvaryRc2::EncryptLast(DataBuffer& data, DataBuffer& chain, LogBase* log) {
+    if (data.getSize() == 0) return std::make_unique<DataBuffer>();
+    uint8_t* value = prepareChain(chain);
+    if (!value) return std::make_unique<DataBuffer>();
+    return encryptPadded(data, value);
+}
+
+std::unique_ptr<DataBuffer> ZenvaryRc2::decryptChunk(DataBuffer& data, uint8_t* chain, bool first, bool last,
+                                                     LogBase* log) {
+    uint8_t unused[8] = {};
+    if (!chain) {
+        if (m_ecb != 1) return std::make_unique<DataBuffer>();
+        chain = unused;
+    }
+    if (first) std::memcpy(chain, m_iv, 8);
+    auto out = decrypt(data, chain);
+    if (last) out->unpadAfterDecryption(m_paddingScheme, kBlockSize, log);
+    return out;
+}
+
+std::unique_ptr<DataBuffer> ZenvaryRc2::DecryptFirst(DataBuffer& data, uint8_t* chain, LogBase* log) {
+    return decryptChunk(data, chain, true, false, log);
+}
+
+std::unique_ptr<DataBuffer> ZenvaryRc2::DecryptMiddle(DataBuffer& data, uint8_t* chain, LogBase* log) {
+    return decryptChunk(data, chain, false, false, log);
+}
+
+std::unique_ptr<DataBuffer> ZenvaryRc2::DecryptLast(DataBuffer& data, uint8_t* chain, LogBase* log) {
+    return decryptChunk(data, chain, false, true, log);
+}
+
+}  // namespace zenvary
