@@ -1,1 +1,277 @@
-"""Python bindings."""
+"""Python bindings of the Zenvary component.
+
+A thin layer over the C interface (zenvary.h): each class wraps one object,
+and its properties and methods carry the component's own member names.
+
+Byte arguments accept bytes, bytearray and memoryview (raw bytes), str (its
+UTF-16LE code units, as the component takes text passed where bytes are
+expected), a list or tuple of ints (each int adds bytes by its width: 0-255
+one byte, other values that fit 16 bits two bytes, the rest four bytes,
+little-endian; wrap an int in Width(value, n) to choose), and None (empty).
+Text results are str, byte results bytes. A failed method returns an empty
+result; the reason is in LastErrorText.
+"""
+
+import ctypes
+import glob
+import os
+
+__all__ = ["ZenvaryVault2", "Width", "ZenvaryError", "ansi_code_page", "set_ansi_code_page"]
+
+ZV_OK, ZV_FAILED, ZV_NOMEM, ZV_BADARG = 0, 1, -1, -2
+_KIND_PYTHON = 2
+
+
+class ZenvaryError(Exception):
+    """Raised only for out-of-memory or a misuse of the binding itself."""
+
+
+def _load():
+    here = os.path.dirname(os.path.abspath(__file__))
+    candidates = sorted(glob.glob(os.path.join(here, "libzenvary.so*")), key=len)
+    candidates += ["libzenvary.so.4", "libzenvary.so"]
+    last = None
+    for path in candidates:
+        try:
+            return ctypes.CDLL(path)
+        except OSError as exc:  # try the next candidate
+            last = exc
+    raise ImportError("cannot load libzenvary: %s" % last)
+
+
+_lib = _load()
+_c_obj = ctypes.c_void_p
+_c_text_out = ctypes.POINTER(ctypes.c_void_p)
+_c_bytes_out = ctypes.POINTER(ctypes.POINTER(ctypes.c_ubyte))
+_c_size_out = ctypes.POINTER(ctypes.c_size_t)
+
+_lib.zenvary_free.argtypes = [ctypes.c_void_p]
+_lib.zenvary_free.restype = None
+_lib.zenvary_get_ansi_code_page.restype = ctypes.c_uint
+_lib.zenvary_set_ansi_code_page.argtypes = [ctypes.c_uint]
+_lib.zenvary_set_ansi_code_page.restype = None
+_lib.ZenvaryVault2_Create.restype = _c_obj
+_lib.ZenvaryVault2_Dispose.argtypes = [_c_obj]
+_lib.ZenvaryVault2_Dispose.restype = None
+_lib.zenvary_set_binding_kind.argtypes = [_c_obj, ctypes.c_int]
+_lib.zenvary_set_binding_kind.restype = None
+
+
+def ansi_code_page():
+    """The process-wide ANSI code page (default 1252)."""
+    return _lib.zenvary_get_ansi_code_page()
+
+
+def set_ansi_code_page(code_page):
+    _lib.zenvary_set_ansi_code_page(int(code_page))
+
+
+class Width:
+    """An int with an explicit width in bytes (1, 2 or 4) for byte arguments."""
+
+    def __init__(self, value, width):
+        if width not in (1, 2, 4):
+            raise ValueError("width must be 1, 2 or 4")
+        self.value, self.width = int(value), width
+
+
+def _int_bytes(value, width=None):
+    if width is None:
+        if 0 <= value <= 255 or -128 <= value < 0:
+            width = 1
+        elif -32768 <= value <= 65535:
+            width = 2
+        else:
+            width = 4
+    return (value & ((1 << (8 * width)) - 1)).to_bytes(width, "little")
+
+
+def _to_bytes(value):
+    """Converts a byte argument; returns (bytes, came_as_string)."""
+    if value is None:
+        return b"", False
+    if isinstance(value, (bytes, bytearray, memoryview)):
+        return bytes(value), False
+    if isinstance(value, str):
+        return value.encode("utf-16-le", "surrogatepass"), True
+    if isinstance(value, Width):
+        return _int_bytes(value.value, value.width), False
+    if isinstance(value, bool):
+        return bytes([int(value)]), False
+    if isinstance(value, int):
+        return _int_bytes(value), False
+    if isinstance(value, (list, tuple)):
+        out = bytearray()
+        for item in value:
+            out += _to_bytes(item)[0]
+        return bytes(out), False
+    return b"", False
+
+
+def _check(rc):
+    if rc == ZV_NOMEM:
+        raise MemoryError("zenvary: out of memory")
+    if rc == ZV_BADARG:
+        raise ZenvaryError("zenvary: bad argument")
+    return rc == ZV_OK
+
+
+def _text_arg(value):
+    if value is None:
+        return b""
+    if isinstance(value, bytes):
+        return value
+    return str(value).encode("utf-8", "surrogatepass")
+
+
+def _take_text(out):
+    """The UTF-8 text of a result block, which is then released."""
+    text = ctypes.string_at(out.value) if out.value else b""
+    _lib.zenvary_free(out)
+    return text.decode("utf-8", "surrogateescape")
+
+
+class _Object:
+    _prefix = ""
+
+    def _fn(self, name, argtypes, restype=ctypes.c_int):
+        fn = getattr(_lib, self._prefix + name)
+        fn.argtypes = [_c_obj] + argtypes
+        fn.restype = restype
+        return fn
+
+    def _call_text(self, name, *args):
+        """Calls a member that yields text; returns (ok, str)."""
+        fn = self._fn(name, [ctypes.c_char_p] * len(args) + [_c_text_out])
+        out = ctypes.c_void_p()
+        ok = _check(fn(self._h, *[_text_arg(a) for a in args], ctypes.byref(out)))
+        return ok, _take_text(out)
+
+    def _take_bytes(self, out, size):
+        data = ctypes.string_at(out, size.value) if size.value else b""
+        _lib.zenvary_free(out)
+        return data
+
+
+def _text_property(name, writable=True):
+    def getter(self):
+        return self._call_text("get_" + name)[1]
+
+    def setter(self, value):
+        _check(self._fn("put_" + name, [ctypes.c_char_p])(self._h, _text_arg(value)))
+
+    return property(getter, setter if writable else None)
+
+
+def _long_property(name, writable=True):
+    def getter(self):
+        return self._fn("get_" + name, [], ctypes.c_long)(self._h)
+
+    def setter(self, value):
+        self._fn("put_" + name, [ctypes.c_long], None)(self._h, int(value))
+
+    return property(getter, setter if writable else None)
+
+
+def _bytes_property(name):
+    def getter(self):
+        out, size = ctypes.POINTER(ctypes.c_ubyte)(), ctypes.c_size_t()
+        _check(self._fn("get_" + name, [_c_bytes_out, _c_size_out])(self._h, ctypes.byref(out), ctypes.byref(size)))
+        return self._take_bytes(out, size)
+
+    def setter(self, value):
+        data = _to_bytes(value)[0]
+        fn = self._fn("put_" + name, [ctypes.c_char_p, ctypes.c_size_t])
+        _check(fn(self._h, data, len(data)))
+
+    return property(getter, setter)
+
+
+class ZenvaryVault2(_Object):
+    """The crypt object: encryption, hashing, encodings and charsets."""
+
+    _prefix = "ZenvaryVault2_"
+
+    def __init__(self):
+        self._h = _lib.ZenvaryVault2_Create()
+        if not self._h:
+            raise MemoryError("zenvary: out of memory")
+        _lib.zenvary_set_binding_kind(self._h, _KIND_PYTHON)
+
+    def __del__(self):
+        h, self._h = getattr(self, "_h", None), None
+        if h:
+            _lib.ZenvaryVault2_Dispose(h)
+
+    LastErrorText = _text_property("LastErrorText", writable=False)
+    LastErrorXml = _text_property("LastErrorXml", writable=False)
+    LastErrorHtml = _text_property("LastErrorHtml", writable=False)
+    Version = _text_property("Version", writable=False)
+    CipherMode = _text_property("CipherMode")
+    Charset = _text_property("Charset")
+    HashAlgorithm = _text_property("HashAlgorithm")
+    CryptAlgorithm = _text_property("CryptAlgorithm")
+    EncodingMode = _text_property("EncodingMode")
+    CompressionAlgorithm = _text_property("CompressionAlgorithm")
+    KeyLength = _long_property("KeyLength")
+    PaddingScheme = _long_property("PaddingScheme")
+    ByteSwapOnDecrypt = _long_property("ByteSwapOnDecrypt")
+    HavalRounds = _long_property("HavalRounds")
+    Rc2EffectiveKeyLength = _long_property("Rc2EffectiveKeyLength")
+    LastChunk = _long_property("LastChunk")
+    FirstChunk = _long_property("FirstChunk")
+    IncludeCertChain = _long_property("IncludeCertChain")
+    BlockSize = _long_property("BlockSize", writable=False)
+    SecretKey = _bytes_property("SecretKey")
+    IV = _bytes_property("IV")
+
+    def SaveLastError(self, path):
+        return 1 if _check(self._fn("SaveLastError", [ctypes.c_char_p])(self._h, _text_arg(path))) else 0
+
+    def Encode(self, byteData, encoding):
+        data, is_string = _to_bytes(byteData)
+        fn = self._fn("Encode", [ctypes.c_char_p, ctypes.c_size_t, ctypes.c_int, ctypes.c_char_p, _c_text_out])
+        out = ctypes.c_void_p()
+        _check(fn(self._h, data, len(data), int(is_string), _text_arg(encoding), ctypes.byref(out)))
+        return _take_text(out)
+
+    def Decode(self, encodedStr, encoding):
+        fn = self._fn("Decode", [ctypes.c_char_p, ctypes.c_char_p, _c_bytes_out, _c_size_out])
+        out, size = ctypes.POINTER(ctypes.c_ubyte)(), ctypes.c_size_t()
+        _check(fn(self._h, _text_arg(encodedStr), _text_arg(encoding), ctypes.byref(out), ctypes.byref(size)))
+        return self._take_bytes(out, size)
+
+    def _bytes_to_bytes(self, name, value):
+        data = _to_bytes(value)[0]
+        fn = self._fn(name, [ctypes.c_char_p, ctypes.c_size_t, _c_bytes_out, _c_size_out])
+        out, size = ctypes.POINTER(ctypes.c_ubyte)(), ctypes.c_size_t()
+        _check(fn(self._h, data, len(data), ctypes.byref(out), ctypes.byref(size)))
+        return self._take_bytes(out, size)
+
+    def _bytes_to_text(self, name, value):
+        data = _to_bytes(value)[0]
+        fn = self._fn(name, [ctypes.c_char_p, ctypes.c_size_t, _c_text_out])
+        out = ctypes.c_void_p()
+        _check(fn(self._h, data, len(data), ctypes.byref(out)))
+        return _take_text(out)
+
+    def _text_to_bytes(self, name, text):
+        fn = self._fn(name, [ctypes.c_char_p, _c_bytes_out, _c_size_out])
+        out, size = ctypes.POINTER(ctypes.c_ubyte)(), ctypes.c_size_t()
+        _check(fn(self._h, _text_arg(text), ctypes.byref(out), ctypes.byref(size)))
+        return self._take_bytes(out, size)
+
+    def EncryptBytes(self, data):
+        return self._bytes_to_bytes("EncryptBytes", data)
+
+    def DecryptBytes(self, data):
+        return self._bytes_to_bytes("DecryptBytes", data)
+
+    def EncryptBytesENC(self, data):
+        return self._bytes_to_text("EncryptBytesENC", data)
+
+    def DecryptBytesENC(self, text):
+        return self._text_to_bytes("DecryptBytesENC", text)
+
+    def ReEncode(self, data, fromEncoding, toEncoding):
+        return self._call_text("ReEncode", data, fromEncoding, toEncoding)[1]

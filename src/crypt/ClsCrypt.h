@@ -1,0 +1,162 @@
+// ClsCrypt: the object behind ZenvaryVault2. It holds every setting of the
+// crypt component and offers one member per automation method; the bindings
+// only convert arguments and call these members. Nothing here knows of any
+// binding. Methods report failure by their result and a line in the log.
+#pragma once
+#include <cstdint>
+#include <memory>
+
+#include "core/DataBuffer.h"
+#include "core/StringBuffer.h"
+#include "core/XString.h"
+#include "cipher/CryptoPtr.h"
+#include "cipher/CryptoSettings2.h"
+#include "crypt/ClsBase.h"
+#include "crypt/ClsEncode.h"
+#include "encoding/Charset.h"
+
+namespace zenvary {
+
+// Algorithm ids of CryptAlgorithm.
+enum CryptAlgorithmId : uint32_t {
+    kAlgPki = 1,
+    kAlgAes = 2,
+    kAlgBlowfish = 3,
+    kAlgTwofish = 4,
+    kAlgNone = 5,
+    kAlgBlowfish2 = 6,
+    kAlgDes = 7,
+    kAlgRc2 = 8,
+    kAlgArc4 = 9,
+};
+
+// Hash ids of HashAlgorithm.
+enum HashAlgorithmId : uint32_t {
+    kHashSha1 = 1,
+    kHashSha384 = 2,
+    kHashSha512 = 3,
+    kHashMd2 = 4,
+    kHashMd5 = 5,
+    kHashHaval = 6,
+    kHashSha256 = 7,
+};
+
+// Cipher modes of CipherMode.
+enum CipherModeId : uint32_t { kModeCbc = 0, kModeEcb = 1, kModeCfb = 2 };
+
+class ClsCrypt : public ClsEncode, public ClsBase {
+public:
+    ClsCrypt();
+    ~ClsCrypt() override;
+    ClsCrypt(const ClsCrypt&) = delete;
+    ClsCrypt& operator=(const ClsCrypt&) = delete;
+
+    // Properties: no frame, no log, no failure.
+    void get_Version(XString& out) const;
+    int get_KeyLength() const { return m_keyLength; }
+    void put_KeyLength(int bits) { m_keyLength = bits; }
+    int get_Rc2EffectiveKeyLength() const { return m_rc2EffectiveKeyLength; }
+    void put_Rc2EffectiveKeyLength(int bits) { m_rc2EffectiveKeyLength = bits; }
+    int get_PaddingScheme() const { return static_cast<int>(m_paddingScheme); }
+    void put_PaddingScheme(int scheme) { m_paddingScheme = static_cast<uint32_t>(scheme); }
+    int get_BlockSize() const;
+    void get_CryptAlgorithm(XString& out);  // an id outside the table resets to AES
+    void put_CryptAlgorithm(const XString& name);
+    void get_CipherMode(XString& out) const;
+    void put_CipherMode(const XString& name);
+    void get_HashAlgorithm(XString& out);  // an id outside the table resets to SHA-1
+    void put_HashAlgorithm(const XString& name);
+    int get_HavalRounds() const { return m_havalRounds; }
+    void put_HavalRounds(int rounds);
+    void get_Charset(XString& out) const;
+    void put_Charset(const XString& name);
+    void get_CompressionAlgorithm(XString& out) const;
+    void put_CompressionAlgorithm(const XString&) {}
+    int get_ByteSwapOnDecrypt() const { return m_byteSwapOnDecrypt ? 1 : 0; }
+    void put_ByteSwapOnDecrypt(int v) { m_byteSwapOnDecrypt = v != 0; }
+    int get_FirstChunk() const { return m_firstChunk ? 1 : 0; }
+    void put_FirstChunk(int v) { m_firstChunk = v != 0; }
+    int get_LastChunk() const { return m_lastChunk ? 1 : 0; }
+    void put_LastChunk(int v) { m_lastChunk = v != 0; }
+    int get_IncludeCertChain() const { return m_includeCertChain ? 1 : 0; }
+    void put_IncludeCertChain(int v) { m_includeCertChain = v != 0; }
+    void get_SecretKey(DataBuffer& out) const;
+    void put_SecretKey(const DataBuffer& key);
+    void get_IV(DataBuffer& out) const;
+    void put_IV(const DataBuffer& iv);
+    void get_LastErrorText(XString& out) { lastErrorText(out, true); }
+    void get_LastErrorXml(XString& out) { lastErrorXml(out, true); }
+    void get_LastErrorHtml(XString& out) { lastErrorHtml(out, true); }
+    bool SaveLastError(const XString& path) { return saveLastError(path); }
+
+    // Encodings. Encode and Decode run no frame and leave the log alone.
+    // `isString` tells that the bytes came as UTF-16 text, which Encode first
+    // converts to the ANSI code page.
+    bool Encode(const DataBuffer& data, bool isString, const XString& encoding, XString& out);
+    bool Decode(const XString& text, const XString& encoding, DataBuffer& out);
+    bool ReEncode(const XString& data, const XString& fromEncoding, const XString& toEncoding, XString& out);
+
+    // Encryption and decryption of bytes with the object's settings. The
+    // pointer forms give a new buffer, or null on failure; the ENC forms
+    // encode or decode the ciphertext by EncodingMode.
+    std::unique_ptr<DataBuffer> EncryptBytes(DataBuffer& data);
+    std::unique_ptr<DataBuffer> DecryptBytes(DataBuffer& data);
+    bool EncryptBytesENC(DataBuffer& data, XString& out);
+    std::unique_ptr<DataBuffer> DecryptBytesENC(XString& encoded);
+
+    // The only doors to the ciphers: whole data or one chunk of a run, as
+    // FirstChunk and LastChunk say. A new buffer, or null on failure.
+    std::unique_ptr<DataBuffer> EncryptCore(DataBuffer& data, LogBase& log);
+    std::unique_ptr<DataBuffer> DecryptCore(DataBuffer& data, LogBase& log);
+
+    const Charset& charset() const { return m_charset; }
+    uint32_t cryptAlgorithmId() const { return m_cryptAlgorithmId; }
+    uint32_t hashAlgorithmId() const { return m_hashAlgorithmId; }
+    uint32_t cipherMode() const { return m_cipherMode; }
+    bool ivIsSet() const { return m_ivIsSet; }
+    const StringBuffer& lastAlgorithm() const { return m_lastAlgorithm; }
+
+private:
+    std::unique_ptr<DataBuffer> runCore(bool encrypt, DataBuffer& data, LogBase& log);
+    std::unique_ptr<DataBuffer> wholeSwitch(bool encrypt, DataBuffer& data, LogBase& log);
+    std::unique_ptr<DataBuffer> firstChunkSwitch(bool encrypt, DataBuffer& data, LogBase& log);
+    std::unique_ptr<DataBuffer> laterChunkSwitch(bool encrypt, bool last, DataBuffer& data, LogBase& log);
+    void keepEncryptChain(const DataBuffer* out);
+    template <class Cipher>
+    void setUpBlockCipher(Cipher& cipher, bool decrypt);
+
+    CryptoSettings2 m_cspSettings;
+
+    // Settings, with the defaults the constructor gives.
+    bool m_useCertStores = true;
+    bool m_includeCertChain = true;
+    int m_keyLength = 128;
+    int m_rc2EffectiveKeyLength = 128;
+    uint32_t m_cryptAlgorithmId = kAlgAes;
+    uint32_t m_hashAlgorithmId = kHashSha1;
+    int m_havalRounds = 3;
+    uint32_t m_cipherMode = kModeCbc;
+    bool m_byteSwapOnDecrypt = false;
+
+    // State of a chunked run.
+    bool m_firstChunk = true;
+    bool m_lastChunk = true;
+    bool m_chunkActive = false;
+    DataBuffer m_encryptChain;
+    DataBuffer m_chunkLeftover;
+    uint8_t m_decryptChain[32] = {};
+    CryptoPtr m_chunkCipher;
+
+    Charset m_charset;
+    bool m_ivIsSet = false;
+    DataBuffer m_iv;
+    uint32_t m_paddingScheme = 0;
+    DataBuffer m_hmacKey;
+    DataBuffer m_secretKey;
+    StringBuffer m_lastAlgorithm;
+    XString m_lastCertSubject;
+    XString m_encryptCertSubject;
+    XString m_signCertSubject;
+};
+
+}  // namespace zenvary
