@@ -21,7 +21,9 @@ DataBuffer::DataBuffer(uint32_t capacity) {
 DataBuffer::~DataBuffer() {
     check();
     release();
-    m_magic = 0;
+    // Through a volatile access: the optimiser drops plain stores into an
+    // object whose life is ending, and this one must survive for the check.
+    *static_cast<volatile uint8_t*>(&m_magic) = 0;
 }
 
 void DataBuffer::release() {

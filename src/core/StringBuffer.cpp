@@ -115,7 +115,9 @@ StringBuffer::~StringBuffer() {
     if (!isSentinel()) free(m_string);
     // Poison, so that a use after destruction is caught by the sanity byte
     // or faults on the pointer.
-    m_magic = 0;
+    // Through a volatile access: the optimiser drops plain stores into an
+    // object whose life is ending, and this one must survive for the check.
+    *static_cast<volatile uint8_t*>(&m_magic) = 0;
     m_string = reinterpret_cast<char*>(static_cast<uintptr_t>(0xdddddddd));
     memset(&m_capacity, 221, sizeof m_capacity);
     memset(&m_length, 221, sizeof m_length);
