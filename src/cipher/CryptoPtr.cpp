@@ -2,7 +2,13 @@
 
 #include <new>
 
+#include "cipher/Blowfish.h"
+#include "cipher/Blowfish2.h"
 #include "cipher/Rijndael.h"
+#include "cipher/TwoFish.h"
+#include "cipher/ZenvaryArc4.h"
+#include "cipher/ZenvaryDes.h"
+#include "cipher/ZenvaryRc2.h"
 
 namespace zenvary {
 

@@ -11,8 +11,14 @@ namespace zenvary {
 // (blowfish, blowfish2, AES, Twofish, DES, RC2, ARC4):
 //   X(class, getter, member, algorithm id)
 // A new kind is one line here plus the include of its header in CryptoPtr.cpp.
-#define ZV_CRYPTO_PTR_KINDS(X)           \
-    X(Rijndael, GetAes, m_aes, 2)
+#define ZV_CRYPTO_PTR_KINDS(X)                                                                \
+    X(Blowfish, GetBlowfish, m_blowfish, 3)                                                   \
+    X(Blowfish2, GetBlowfish2, m_blowfish2, 6)                                                \
+    X(Rijndael, GetAes, m_aes, 2)                                                             \
+    X(TwoFish, GetTwofish, m_twofish, 4)                                                      \
+    X(ZenvaryDes, GetDes, m_des, 7)                                                           \
+    X(ZenvaryRc2, GetRc2, m_rc2, 8)                                                           \
+    X(ZenvaryArc4, GetArc4, m_arc4, 9)
 
 #define ZV_CRYPTO_PTR_DECLARE(Class, Getter, Member, Id) class Class;
 ZV_CRYPTO_PTR_KINDS(ZV_CRYPTO_PTR_DECLARE)

@@ -12,13 +12,19 @@
 
 namespace zvtest {
 
+// Loaded on first use, unloaded at exit.
 inline void loadLegacyProviders() {
-    static const bool loaded = [] {
-        if (!OSSL_PROVIDER_load(nullptr, "legacy")) throw std::runtime_error("OpenSSL legacy provider missing");
-        if (!OSSL_PROVIDER_load(nullptr, "default")) throw std::runtime_error("OpenSSL default provider missing");
-        return true;
-    }();
-    (void)loaded;
+    struct Providers {
+        OSSL_PROVIDER* legacy = OSSL_PROVIDER_load(nullptr, "legacy");
+        OSSL_PROVIDER* base = OSSL_PROVIDER_load(nullptr, "default");
+        ~Providers() {
+            if (base) OSSL_PROVIDER_unload(base);
+            if (legacy) OSSL_PROVIDER_unload(legacy);
+        }
+    };
+    static const Providers providers;
+    if (!providers.legacy) throw std::runtime_error("OpenSSL legacy provider missing");
+    if (!providers.base) throw std::runtime_error("OpenSSL default provider missing");
 }
 
 // One-shot `name` (an OpenSSL cipher name such as "BF-CBC") with padding off;
