@@ -17,6 +17,13 @@
 
 namespace zenvary {
 
+class Blowfish;
+class Blowfish2;
+class Rijndael;
+class TwoFish;
+class ZenvaryDes;
+class ZenvaryRc2;
+
 // Algorithm ids of CryptAlgorithm.
 enum CryptAlgorithmId : uint32_t {
     kAlgPki = 1,
@@ -104,6 +111,47 @@ public:
     bool EncryptBytesENC(DataBuffer& data, XString& out);
     std::unique_ptr<DataBuffer> DecryptBytesENC(XString& encoded);
 
+    // The same around text: text goes in as bytes in Charset, comes out
+    // from bytes in Charset; the ENC forms encode by EncodingMode.
+    std::unique_ptr<DataBuffer> EncryptString(const XString& text);
+    bool EncryptStringENC(const XString& text, XString& out);
+    bool DecryptString(DataBuffer& data, XString& out);
+    bool DecryptStringENC(XString& encoded, XString& out);
+    // Encoded text in, encoded text out, both in EncodingMode.
+    bool EncryptEncoded(XString& encoded, XString& out);
+    bool DecryptEncoded(XString& encoded, XString& out);
+    // Buffer in, buffer out, for bindings that pass buffers.
+    bool Encrypt(DataBuffer& in, DataBuffer& out);
+    bool Decrypt(DataBuffer& in, DataBuffer& out);
+
+    // Byte utilities; none needs a key.
+    bool BytesToString(const DataBuffer& data, const XString& charsetName, XString& out);
+    bool StringToBytes(const XString& text, const XString& charsetName, DataBuffer& out);
+    bool TrimEndingWith(const XString& text, const XString& ending, XString& out);
+    void ByteSwap4321(const DataBuffer& data, DataBuffer& out) const;
+    void Shorten(const DataBuffer& data, int numBytes, DataBuffer& out) const;
+
+    // Keys and IVs. No frame: these leave the log alone and cannot fail.
+    void GenerateSecretKey(const XString& password, DataBuffer& out);
+    void SetSecretKeyViaPassword(const XString& password);
+    void GenEncodedSecretKey(const XString& password, const XString& encoding, XString& out);
+    void SetEncodedKey(const XString& keyText, const XString& encoding);
+    void SetEncodedIV(const XString& ivText, const XString& encoding);
+    void GetEncodedKey(const XString& encoding, XString& out);
+    void GetEncodedIV(const XString& encoding, XString& out);
+    void RandomizeIV();
+
+    // Compression: bzip2 in the component's envelope. Damaged input gives
+    // empty or short data, never a failure.
+    std::unique_ptr<DataBuffer> CompressBytes(const DataBuffer& data);
+    std::unique_ptr<DataBuffer> CompressString(const XString& text);
+    bool CompressBytesENC(const DataBuffer& data, XString& out);
+    bool CompressStringENC(const XString& text, XString& out);
+    std::unique_ptr<DataBuffer> InflateBytes(const DataBuffer& data);
+    std::unique_ptr<DataBuffer> InflateBytesENC(XString& encoded);
+    bool InflateString(const DataBuffer& data, XString& out);
+    bool InflateStringENC(XString& encoded, XString& out);
+
     // The only doors to the ciphers: whole data or one chunk of a run, as
     // FirstChunk and LastChunk say. A new buffer, or null on failure.
     std::unique_ptr<DataBuffer> EncryptCore(DataBuffer& data, LogBase& log);
@@ -122,8 +170,19 @@ private:
     std::unique_ptr<DataBuffer> firstChunkSwitch(bool encrypt, DataBuffer& data, LogBase& log);
     std::unique_ptr<DataBuffer> laterChunkSwitch(bool encrypt, bool last, DataBuffer& data, LogBase& log);
     void keepEncryptChain(const DataBuffer* out);
-    template <class Cipher>
-    void setUpBlockCipher(Cipher& cipher, bool decrypt);
+    // Text in Charset to bytes, and bytes in Charset back to text.
+    void textToBytes(const XString& text, DataBuffer& out) const;
+    bool bytesToText(const DataBuffer& bytes, XString& out) const;
+    void passwordKey(const XString& password, DataBuffer& out) const;
+    std::unique_ptr<DataBuffer> chunkSwitchFailure(bool encrypt, LogBase& log);
+    void ivBlock(uint8_t block[16]) const;
+    void noteSymmetric(const char* name);
+    void setUp(Rijndael& c, bool decrypt);
+    void setUp(Blowfish& c, bool decrypt);
+    void setUp(Blowfish2& c, bool withIv);
+    void setUp(TwoFish& c, bool decrypt, bool withPadding);
+    void setUp(ZenvaryDes& c, bool decrypt, LogBase& log);
+    void setUp(ZenvaryRc2& c);
 
     CryptoSettings2 m_cspSettings;
 

@@ -6,7 +6,13 @@
 #include <algorithm>
 #include <cstring>
 
+#include "cipher/Blowfish.h"
+#include "cipher/Blowfish2.h"
 #include "cipher/Rijndael.h"
+#include "cipher/TwoFish.h"
+#include "cipher/ZenvaryArc4.h"
+#include "cipher/ZenvaryDes.h"
+#include "cipher/ZenvaryRc2.h"
 #include "crypt/ClsCrypt.h"
 #include "log/LogBase.h"
 
@@ -135,23 +141,91 @@ std::unique_ptr<DataBuffer> ClsCrypt::runCore(bool encrypt, DataBuffer& data, Lo
     return wholeWithReport(data);
 }
 
-template <class Cipher>
-void ClsCrypt::setUpBlockCipher(Cipher& cipher, bool decrypt) {
-    // AES: key length, mode, key, IV, padding, and the swap on decryption.
-    if (decrypt) cipher.SetByteSwap(m_byteSwapOnDecrypt);
-    cipher.SetKeyLength(static_cast<uint32_t>(m_keyLength));
+// The IV as a cipher takes it: one block, zero-filled when shorter.
+void ClsCrypt::ivBlock(uint8_t block[16]) const {
+    std::memset(block, 0, 16);
+    std::memcpy(block, m_iv.data(), std::min<uint32_t>(m_iv.getSize(), 16));
+}
+
+// Each cipher's set-up, in the order its calls are made. `decrypt` adds the
+// byte swap where the cipher has one; `withPadding` and `withIv` leave out
+// what the chunk switches leave out.
+void ClsCrypt::setUp(Rijndael& c, bool decrypt) {
+    if (decrypt) c.SetByteSwap(m_byteSwapOnDecrypt);
+    c.SetKeyLength(static_cast<uint32_t>(m_keyLength));
     if (m_cipherMode == kModeEcb)
-        cipher.SetEcbMode();
+        c.SetEcbMode();
     else
-        cipher.SetCbcMode();
-    cipher.SetKey(m_secretKey);
+        c.SetCbcMode();
+    c.SetKey(m_secretKey);
     if (m_ivIsSet) {
-        // An IV shorter than a block is taken zero-filled.
-        uint8_t iv[16] = {};
-        std::memcpy(iv, m_iv.data(), std::min<uint32_t>(m_iv.getSize(), sizeof iv));
-        cipher.SetIV(iv);
+        uint8_t iv[16];
+        ivBlock(iv);
+        c.SetIV(iv);
     }
-    cipher.SetPaddingScheme(m_paddingScheme);
+    c.SetPaddingScheme(m_paddingScheme);
+}
+
+void ClsCrypt::setUp(Blowfish& c, bool decrypt) {
+    c.SetKeyLength(static_cast<uint32_t>(m_keyLength));
+    c.SetKey(m_secretKey);
+    c.SetPaddingScheme(m_paddingScheme);
+    if (decrypt) c.SetByteSwap(m_byteSwapOnDecrypt);
+}
+
+void ClsCrypt::setUp(Blowfish2& c, bool withIv) {
+    c.SetKeyLength(static_cast<uint32_t>(m_keyLength));
+    c.SetKey(m_secretKey);
+    c.SetPaddingScheme(m_paddingScheme);
+    if (m_cipherMode == kModeEcb)
+        c.SetEcbMode();
+    else if (m_cipherMode == kModeCfb)
+        c.SetCfbMode();
+    else
+        c.SetCbcMode();
+    if (withIv && m_ivIsSet) {
+        uint8_t iv[16];
+        ivBlock(iv);
+        c.SetIV(iv);
+    }
+}
+
+void ClsCrypt::setUp(TwoFish& c, bool decrypt, bool withPadding) {
+    if (decrypt) c.SetByteSwap(m_byteSwapOnDecrypt);
+    c.SetKeyLength(static_cast<uint32_t>(m_keyLength));
+    c.SetKey(m_secretKey);
+    if (m_cipherMode == kModeEcb)
+        c.SetEcbMode();
+    else
+        c.SetCbcMode();
+    if (m_ivIsSet) {
+        uint8_t iv[16];
+        ivBlock(iv);
+        c.SetIV(iv);
+    }
+    if (withPadding) c.SetPaddingScheme(m_paddingScheme);
+}
+
+void ClsCrypt::setUp(ZenvaryDes& c, bool decrypt, LogBase& log) {
+    c.SetKey(m_secretKey, static_cast<uint32_t>(m_keyLength), &log);
+    c.SetPaddingScheme(m_paddingScheme);
+    c.SetEcb(m_cipherMode == kModeEcb ? 1 : 0);
+    if (m_ivIsSet)
+        c.SetIV(m_iv);
+    else if (decrypt)
+        c.ClearIV();
+}
+
+void ClsCrypt::setUp(ZenvaryRc2& c) {
+    c.SetKey(m_secretKey, static_cast<uint32_t>(m_keyLength) / 8, static_cast<uint32_t>(m_rc2EffectiveKeyLength));
+    c.SetPaddingScheme(m_paddingScheme);
+    c.SetEcb(m_cipherMode == kModeEcb ? 1 : 0);
+    if (m_ivIsSet) c.SetIV(m_iv);
+}
+
+void ClsCrypt::noteSymmetric(const char* name) {
+    m_lastAlgorithm.setString(name);
+    m_lastCertSubject.clear();
 }
 
 std::unique_ptr<DataBuffer> ClsCrypt::wholeSwitch(bool encrypt, DataBuffer& data, LogBase& log) {
@@ -166,14 +240,49 @@ std::unique_ptr<DataBuffer> ClsCrypt::wholeSwitch(bool encrypt, DataBuffer& data
     }
     if (data.getSize() == 0) return std::make_unique<DataBuffer>();
 
+    // A local cipher object, built, used and destroyed.
+    auto run = [&](auto& cipher, const char* name, const char* logName) {
+        log.logData("algorithm", logName);
+        noteSymmetric(name);
+        return encrypt ? cipher.EncryptAll(data, &log) : cipher.DecryptAll(data, &log);
+    };
     switch (id) {
         case kAlgAes: {
-            log.logData("algorithm", "aes");
-            m_lastAlgorithm.setString("rijndael");
-            m_lastCertSubject.clear();
-            Rijndael aes;
-            setUpBlockCipher(aes, !encrypt);
-            return encrypt ? aes.EncryptAll(data, &log) : aes.DecryptAll(data, &log);
+            Rijndael c;
+            setUp(c, !encrypt);
+            return run(c, "rijndael", "aes");
+        }
+        case kAlgBlowfish: {
+            Blowfish c;
+            setUp(c, !encrypt);
+            return run(c, "blowfish", "blowfish");
+        }
+        case kAlgBlowfish2: {
+            Blowfish2 c;
+            setUp(c, true);
+            return run(c, "blowfish2", "blowfish2");
+        }
+        case kAlgTwofish: {
+            TwoFish c;
+            setUp(c, !encrypt, true);
+            return run(c, "twofish", "twofish");
+        }
+        case kAlgDes: {
+            ZenvaryDes c;
+            setUp(c, !encrypt, log);
+            return run(c, "des", "des");
+        }
+        case kAlgRc2: {
+            ZenvaryRc2 c;
+            setUp(c);
+            return run(c, "rc2", "rc2");
+        }
+        case kAlgArc4: {
+            ZenvaryArc4 c;
+            c.SetKey(m_secretKey, static_cast<uint32_t>(m_keyLength) / 8);
+            log.logData("algorithm", "arc4");
+            noteSymmetric("arc4");
+            return c.Transform(data, &log);
         }
         default:
             log.logError(encrypt ? "Unrecognized encryption method" : "Algorithm ID is unrecognized");
@@ -186,57 +295,144 @@ void ClsCrypt::keepEncryptChain(const DataBuffer* out) {
     if (out && out->getSize() >= 16) m_encryptChain.append(out->data() + out->getSize() - 16, 16);
 }
 
+std::unique_ptr<DataBuffer> ClsCrypt::chunkSwitchFailure(bool encrypt, LogBase& log) {
+    if (encrypt)
+        log.logError(m_cryptAlgorithmId == kAlgPki ? "Cannot do public-key encryption in chunks."
+                                                   : "Unrecognized encryption method");
+    else
+        log.logError("Algorithm ID is unrecognized");
+    return nullptr;
+}
+
 std::unique_ptr<DataBuffer> ClsCrypt::firstChunkSwitch(bool encrypt, DataBuffer& data, LogBase& log) {
     m_chunkActive = data.getSize() != 0;
     if (data.getSize() == 0) return std::make_unique<DataBuffer>();
     switch (m_cryptAlgorithmId) {
         case kAlgAes: {
-            Rijndael* aes = m_chunkCipher.GetAes();
-            if (!aes) return nullptr;
-            m_lastAlgorithm.setString("rijndael");
-            m_lastCertSubject.clear();
-            setUpBlockCipher(*aes, !encrypt);
-            if (!encrypt) return aes->DecryptFirst(data, m_decryptChain, &log);
-            auto out = aes->EncryptFirst(data, m_encryptChain, &log);
+            Rijndael* c = m_chunkCipher.GetAes();
+            if (!c) return nullptr;
+            noteSymmetric("rijndael");
+            setUp(*c, !encrypt);
+            if (!encrypt) return c->DecryptFirst(data, m_decryptChain, &log);
+            auto out = c->EncryptFirst(data, m_encryptChain, &log);
             keepEncryptChain(out.get());
             return out;
         }
+        case kAlgBlowfish: {
+            Blowfish* c = m_chunkCipher.GetBlowfish();
+            if (!c) return nullptr;
+            noteSymmetric("blowfish");
+            setUp(*c, !encrypt);
+            return encrypt ? c->EncryptFirst(data, &log) : c->DecryptFirst(data, &log);
+        }
+        case kAlgTwofish: {
+            TwoFish* c = m_chunkCipher.GetTwofish();
+            if (!c) return nullptr;
+            noteSymmetric("twofish");
+            // Chunked Twofish encryption keeps scheme 0 whatever PaddingScheme says.
+            setUp(*c, !encrypt, !encrypt);
+            return encrypt ? c->EncryptFirst(data, m_encryptChain, &log) : c->DecryptFirst(data, m_decryptChain, &log);
+        }
+        case kAlgBlowfish2: {
+            Blowfish2* c = m_chunkCipher.GetBlowfish2();
+            if (!c) return nullptr;
+            noteSymmetric("blowfish2");
+            setUp(*c, true);
+            return encrypt ? c->EncryptFirst(data, m_encryptChain, &log) : c->DecryptFirst(data, m_decryptChain, &log);
+        }
+        case kAlgDes: {
+            ZenvaryDes* c = m_chunkCipher.GetDes();
+            if (!c) return nullptr;
+            noteSymmetric("des");
+            setUp(*c, !encrypt, log);
+            return encrypt ? c->EncryptFirst(data, m_encryptChain, &log) : c->DecryptFirst(data, m_decryptChain, &log);
+        }
+        case kAlgRc2: {
+            ZenvaryRc2* c = m_chunkCipher.GetRc2();
+            if (!c) return nullptr;
+            noteSymmetric("rc2");
+            setUp(*c);
+            // The first RC2 chunk goes through the whole-data call: padded,
+            // and the chain left alone.
+            return encrypt ? c->EncryptAll(data, &log) : c->DecryptFirst(data, m_decryptChain, &log);
+        }
+        case kAlgArc4: {
+            ZenvaryArc4* c = m_chunkCipher.GetArc4();
+            if (!c) return nullptr;
+            noteSymmetric("arc4");
+            c->SetKey(m_secretKey, static_cast<uint32_t>(m_keyLength) / 8);
+            return c->Transform(data, &log);
+        }
         case kAlgNone:
             return copyOf(data);
-        case kAlgPki:
-            log.logError(encrypt ? "Cannot do public-key encryption in chunks." : "Algorithm ID is unrecognized");
-            return nullptr;
         default:
-            log.logError(encrypt ? "Unrecognized encryption method" : "Algorithm ID is unrecognized");
-            return nullptr;
+            return chunkSwitchFailure(encrypt, log);
     }
 }
 
 std::unique_ptr<DataBuffer> ClsCrypt::laterChunkSwitch(bool encrypt, bool last, DataBuffer& data, LogBase& log) {
     if (data.getSize() == 0) return std::make_unique<DataBuffer>();
+    // The cipher lives in chunkCipher; if it was lost, a fresh one without a
+    // key answers. Encryption does no set-up here; decryption repeats it
+    // (without a new schedule) for the block ciphers that have one.
+    auto encryptChained = [&](auto* c) {
+        return last ? c->EncryptLast(data, m_encryptChain, &log) : c->EncryptMiddle(data, m_encryptChain, &log);
+    };
+    auto decryptChained = [&](auto* c) {
+        return last ? c->DecryptLast(data, m_decryptChain, &log) : c->DecryptMiddle(data, m_decryptChain, &log);
+    };
     switch (m_cryptAlgorithmId) {
         case kAlgAes: {
-            Rijndael* aes = m_chunkCipher.GetAes();
-            if (!aes) return nullptr;
-            if (encrypt) {
-                if (last) return aes->EncryptLast(data, m_encryptChain, &log);
-                auto out = aes->EncryptMiddle(data, m_encryptChain, &log);
-                keepEncryptChain(out.get());
-                return out;
+            Rijndael* c = m_chunkCipher.GetAes();
+            if (!c) return nullptr;
+            if (!encrypt) {
+                setUp(*c, true);
+                return decryptChained(c);
             }
-            // Decryption repeats the set-up (the schedule stays as built).
-            setUpBlockCipher(*aes, true);
-            return last ? aes->DecryptLast(data, m_decryptChain, &log)
-                        : aes->DecryptMiddle(data, m_decryptChain, &log);
+            auto out = encryptChained(c);
+            if (!last) keepEncryptChain(out.get());
+            return out;
+        }
+        case kAlgBlowfish: {
+            Blowfish* c = m_chunkCipher.GetBlowfish();
+            if (!c) return nullptr;
+            if (encrypt) return last ? c->EncryptLast(data, &log) : c->EncryptMiddle(data, &log);
+            setUp(*c, true);
+            return last ? c->DecryptLast(data, &log) : c->DecryptMiddle(data, &log);
+        }
+        case kAlgTwofish: {
+            TwoFish* c = m_chunkCipher.GetTwofish();
+            if (!c) return nullptr;
+            if (encrypt) return encryptChained(c);
+            setUp(*c, true, true);
+            return decryptChained(c);
+        }
+        case kAlgBlowfish2: {
+            Blowfish2* c = m_chunkCipher.GetBlowfish2();
+            if (!c) return nullptr;
+            if (encrypt) return encryptChained(c);
+            setUp(*c, false);
+            return decryptChained(c);
+        }
+        case kAlgDes: {
+            ZenvaryDes* c = m_chunkCipher.GetDes();
+            if (!c) return nullptr;
+            return encrypt ? encryptChained(c) : decryptChained(c);
+        }
+        case kAlgRc2: {
+            ZenvaryRc2* c = m_chunkCipher.GetRc2();
+            if (!c) return nullptr;
+            return encrypt ? encryptChained(c) : decryptChained(c);
+        }
+        case kAlgArc4: {
+            ZenvaryArc4* c = m_chunkCipher.GetArc4();
+            if (!c) return nullptr;
+            return c->Transform(data, &log);
         }
         case kAlgNone:
             return copyOf(data);
-        case kAlgPki:
-            log.logError(encrypt ? "Cannot do public-key encryption in chunks." : "Algorithm ID is unrecognized");
-            return nullptr;
         default:
-            log.logError(encrypt ? "Unrecognized encryption method" : "Algorithm ID is unrecognized");
-            return nullptr;
+            return chunkSwitchFailure(encrypt, log);
     }
 }
 

@@ -116,6 +116,49 @@ ZV_API int ZenvaryVault2_EncryptBytesENC(ZenvaryVault2 *obj, const unsigned char
 ZV_API int ZenvaryVault2_DecryptBytesENC(ZenvaryVault2 *obj, const char *str, unsigned char **out,
                                          size_t *outLen);
 
+/* The same around text (UTF-8 here, converted to and from Charset inside). */
+ZV_API int ZenvaryVault2_EncryptString(ZenvaryVault2 *obj, const char *str, unsigned char **out, size_t *outLen);
+ZV_API int ZenvaryVault2_EncryptStringENC(ZenvaryVault2 *obj, const char *str, char **out);
+ZV_API int ZenvaryVault2_DecryptString(ZenvaryVault2 *obj, const unsigned char *data, size_t len, char **out);
+ZV_API int ZenvaryVault2_DecryptStringENC(ZenvaryVault2 *obj, const char *str, char **out);
+ZV_API int ZenvaryVault2_EncryptEncoded(ZenvaryVault2 *obj, const char *str, char **out);
+ZV_API int ZenvaryVault2_DecryptEncoded(ZenvaryVault2 *obj, const char *str, char **out);
+
+/* Byte utilities. */
+ZV_API int ZenvaryVault2_BytesToString(ZenvaryVault2 *obj, const unsigned char *data, size_t len,
+                                       const char *charset, char **out);
+ZV_API int ZenvaryVault2_StringToBytes(ZenvaryVault2 *obj, const char *str, const char *charset,
+                                       unsigned char **out, size_t *outLen);
+ZV_API int ZenvaryVault2_TrimEndingWith(ZenvaryVault2 *obj, const char *str, const char *ending, char **out);
+ZV_API int ZenvaryVault2_ByteSwap4321(ZenvaryVault2 *obj, const unsigned char *data, size_t len,
+                                      unsigned char **out, size_t *outLen);
+ZV_API int ZenvaryVault2_Shorten(ZenvaryVault2 *obj, const unsigned char *data, size_t len, long numBytes,
+                                 unsigned char **out, size_t *outLen);
+
+/* Keys and IVs. */
+ZV_API int ZenvaryVault2_GenerateSecretKey(ZenvaryVault2 *obj, const char *password, unsigned char **out,
+                                           size_t *outLen);
+ZV_API int ZenvaryVault2_SetSecretKeyViaPassword(ZenvaryVault2 *obj, const char *password);
+ZV_API int ZenvaryVault2_GenEncodedSecretKey(ZenvaryVault2 *obj, const char *password, const char *encoding,
+                                             char **out);
+ZV_API int ZenvaryVault2_SetEncodedKey(ZenvaryVault2 *obj, const char *keyStr, const char *encoding);
+ZV_API int ZenvaryVault2_SetEncodedIV(ZenvaryVault2 *obj, const char *ivStr, const char *encoding);
+ZV_API int ZenvaryVault2_GetEncodedKey(ZenvaryVault2 *obj, const char *encoding, char **out);
+ZV_API int ZenvaryVault2_GetEncodedIV(ZenvaryVault2 *obj, const char *encoding, char **out);
+ZV_API int ZenvaryVault2_RandomizeIV(ZenvaryVault2 *obj);
+
+/* Compression: bzip2 in the component's 8-byte envelope. */
+ZV_API int ZenvaryVault2_CompressBytes(ZenvaryVault2 *obj, const unsigned char *data, size_t len,
+                                       unsigned char **out, size_t *outLen);
+ZV_API int ZenvaryVault2_CompressString(ZenvaryVault2 *obj, const char *str, unsigned char **out, size_t *outLen);
+ZV_API int ZenvaryVault2_CompressBytesENC(ZenvaryVault2 *obj, const unsigned char *data, size_t len, char **out);
+ZV_API int ZenvaryVault2_CompressStringENC(ZenvaryVault2 *obj, const char *str, char **out);
+ZV_API int ZenvaryVault2_InflateBytes(ZenvaryVault2 *obj, const unsigned char *data, size_t len,
+                                      unsigned char **out, size_t *outLen);
+ZV_API int ZenvaryVault2_InflateBytesENC(ZenvaryVault2 *obj, const char *str, unsigned char **out, size_t *outLen);
+ZV_API int ZenvaryVault2_InflateString(ZenvaryVault2 *obj, const unsigned char *data, size_t len, char **out);
+ZV_API int ZenvaryVault2_InflateStringENC(ZenvaryVault2 *obj, const char *str, char **out);
+
 #ifdef __cplusplus
 }
 #endif

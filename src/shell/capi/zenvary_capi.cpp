@@ -58,18 +58,62 @@ using namespace zenvary::capi;
 
 namespace {
 
-// A member that takes bytes and gives a new buffer, or null on failure.
-int bytesToBytes(ZenvaryVault2* obj, const unsigned char* data, size_t len, unsigned char** out, size_t* outLen,
-                 std::unique_ptr<DataBuffer> (ClsCrypt::*member)(DataBuffer&)) {
+int status(int outputStatus, bool ok) { return outputStatus != ZV_OK ? outputStatus : ok ? ZV_OK : ZV_FAILED; }
+
+// Adapters from the C shapes to the members. `call` gets the object and
+// the converted arguments and gives the member's result.
+
+// Bytes or text in, a new buffer (or null on failure) out.
+template <class Call>
+int toBuffer(ZenvaryVault2* obj, unsigned char** out, size_t* outLen, Call call) {
     if (!obj || !out || !outLen) return ZV_BADARG;
     return guarded([&] {
-        DataBuffer bytes;
-        bytesIn(data, len, bytes);
-        auto result = (obj->crypt.*member)(bytes);
-        const int rc = bytesOut(result.get(), out, outLen);
-        return rc != ZV_OK ? rc : result ? ZV_OK : ZV_FAILED;
+        std::unique_ptr<DataBuffer> result = call(obj->crypt);
+        return status(bytesOut(result.get(), out, outLen), result != nullptr);
     });
 }
+
+// A member that fills a buffer and answers true or false.
+template <class Call>
+int toBytes(ZenvaryVault2* obj, unsigned char** out, size_t* outLen, Call call) {
+    if (!obj || !out || !outLen) return ZV_BADARG;
+    return guarded([&] {
+        DataBuffer result;
+        const bool ok = call(obj->crypt, result);
+        return status(bytesOut(&result, out, outLen), ok);
+    });
+}
+
+// A member that fills a text and answers true or false.
+template <class Call>
+int toText(ZenvaryVault2* obj, char** out, Call call) {
+    if (!obj || !out) return ZV_BADARG;
+    return guarded([&] {
+        XString result;
+        const bool ok = call(obj->crypt, result);
+        return status(textOut(result, out), ok);
+    });
+}
+
+// A member with no output.
+template <class Call>
+int noOutput(ZenvaryVault2* obj, Call call) {
+    if (!obj) return ZV_BADARG;
+    return guarded([&] {
+        call(obj->crypt);
+        return ZV_OK;
+    });
+}
+
+struct BytesArg {
+    DataBuffer value;
+    BytesArg(const unsigned char* data, size_t len) { bytesIn(data, len, value); }
+};
+
+struct TextArg {
+    XString value;
+    explicit TextArg(const char* utf8) { textIn(utf8, value); }
+};
 
 }  // namespace
 
@@ -91,29 +135,27 @@ void zenvary_set_binding_kind(ZenvaryVault2* obj, int kind) {
     if (obj) obj->crypt.setComponentKind(kind);
 }
 
-#define ZV_TEXT_GETTER(Name)                                      \
-    int ZenvaryVault2_get_##Name(ZenvaryVault2* obj, char** out) { \
-        if (!obj || !out) return ZV_BADARG;                       \
-        return guarded([&] {                                      \
-            XString text;                                         \
-            obj->crypt.get_##Name(text);                          \
-            return textOut(text, out);                            \
-        });                                                       \
+// ---- properties ----
+
+#define ZV_TEXT_GETTER(Name)                                                             \
+    int ZenvaryVault2_get_##Name(ZenvaryVault2* obj, char** out) {                        \
+        return toText(obj, out, [](ClsCrypt& c, XString& r) { return c.get_##Name(r), true; }); \
     }
-#define ZV_TEXT_SETTER(Name)                                            \
-    int ZenvaryVault2_put_##Name(ZenvaryVault2* obj, const char* value) { \
-        if (!obj) return ZV_BADARG;                                     \
-        return guarded([&] {                                            \
-            XString text;                                               \
-            textIn(value, text);                                        \
-            obj->crypt.put_##Name(text);                                \
-            return ZV_OK;                                               \
-        });                                                             \
+#define ZV_TEXT_SETTER(Name)                                                  \
+    int ZenvaryVault2_put_##Name(ZenvaryVault2* obj, const char* value) {     \
+        return noOutput(obj, [&](ClsCrypt& c) { c.put_##Name(TextArg(value).value); }); \
     }
-#define ZV_LONG_PROPERTY(Name)                                                                         \
-    long ZenvaryVault2_get_##Name(ZenvaryVault2* obj) { return obj ? obj->crypt.get_##Name() : 0; }    \
-    void ZenvaryVault2_put_##Name(ZenvaryVault2* obj, long v) {                                        \
-        if (obj) obj->crypt.put_##Name(static_cast<int>(v));                                           \
+#define ZV_LONG_PROPERTY(Name)                                                                      \
+    long ZenvaryVault2_get_##Name(ZenvaryVault2* obj) { return obj ? obj->crypt.get_##Name() : 0; } \
+    void ZenvaryVault2_put_##Name(ZenvaryVault2* obj, long v) {                                     \
+        if (obj) obj->crypt.put_##Name(static_cast<int>(v));                                        \
+    }
+#define ZV_BYTES_PROPERTY(Name)                                                                         \
+    int ZenvaryVault2_get_##Name(ZenvaryVault2* obj, unsigned char** out, size_t* outLen) {             \
+        return toBytes(obj, out, outLen, [](ClsCrypt& c, DataBuffer& r) { return c.get_##Name(r), true; }); \
+    }                                                                                                   \
+    int ZenvaryVault2_put_##Name(ZenvaryVault2* obj, const unsigned char* data, size_t len) {           \
+        return noOutput(obj, [&](ClsCrypt& c) { c.put_##Name(BytesArg(data, len).value); });            \
     }
 
 ZV_TEXT_GETTER(LastErrorText)
@@ -140,113 +182,169 @@ ZV_LONG_PROPERTY(Rc2EffectiveKeyLength)
 ZV_LONG_PROPERTY(LastChunk)
 ZV_LONG_PROPERTY(FirstChunk)
 ZV_LONG_PROPERTY(IncludeCertChain)
+ZV_BYTES_PROPERTY(SecretKey)
+ZV_BYTES_PROPERTY(IV)
 
 long ZenvaryVault2_get_BlockSize(ZenvaryVault2* obj) { return obj ? obj->crypt.get_BlockSize() : 0; }
 
 int ZenvaryVault2_SaveLastError(ZenvaryVault2* obj, const char* path) {
     if (!obj) return ZV_BADARG;
-    return guarded([&] {
-        XString p;
-        textIn(path, p);
-        return obj->crypt.SaveLastError(p) ? ZV_OK : ZV_FAILED;
-    });
+    return guarded([&] { return obj->crypt.SaveLastError(TextArg(path).value) ? ZV_OK : ZV_FAILED; });
 }
 
-#define ZV_BYTES_PROPERTY(Name)                                                                \
-    int ZenvaryVault2_get_##Name(ZenvaryVault2* obj, unsigned char** out, size_t* outLen) {    \
-        if (!obj || !out || !outLen) return ZV_BADARG;                                         \
-        return guarded([&] {                                                                   \
-            DataBuffer bytes;                                                                  \
-            obj->crypt.get_##Name(bytes);                                                      \
-            return bytesOut(&bytes, out, outLen);                                              \
-        });                                                                                    \
-    }                                                                                          \
-    int ZenvaryVault2_put_##Name(ZenvaryVault2* obj, const unsigned char* data, size_t len) {  \
-        if (!obj) return ZV_BADARG;                                                            \
-        return guarded([&] {                                                                   \
-            DataBuffer bytes;                                                                  \
-            bytesIn(data, len, bytes);                                                         \
-            obj->crypt.put_##Name(bytes);                                                      \
-            return ZV_OK;                                                                      \
-        });                                                                                    \
-    }
-
-ZV_BYTES_PROPERTY(SecretKey)
-ZV_BYTES_PROPERTY(IV)
+// ---- encodings ----
 
 int ZenvaryVault2_Encode(ZenvaryVault2* obj, const unsigned char* data, size_t len, int isString,
                          const char* encoding, char** out) {
-    if (!obj || !out) return ZV_BADARG;
-    return guarded([&] {
-        DataBuffer bytes;
-        bytesIn(data, len, bytes);
-        XString enc, text;
-        textIn(encoding, enc);
-        const bool ok = obj->crypt.Encode(bytes, isString != 0, enc, text);
-        const int rc = textOut(text, out);
-        return rc != ZV_OK ? rc : ok ? ZV_OK : ZV_FAILED;
+    return toText(obj, out, [&](ClsCrypt& c, XString& r) {
+        return c.Encode(BytesArg(data, len).value, isString != 0, TextArg(encoding).value, r);
     });
 }
 
 int ZenvaryVault2_Decode(ZenvaryVault2* obj, const char* encodedStr, const char* encoding, unsigned char** out,
                          size_t* outLen) {
-    if (!obj || !out || !outLen) return ZV_BADARG;
-    return guarded([&] {
-        XString text, enc;
-        textIn(encodedStr, text);
-        textIn(encoding, enc);
-        DataBuffer bytes;
-        const bool ok = obj->crypt.Decode(text, enc, bytes);
-        const int rc = bytesOut(&bytes, out, outLen);
-        return rc != ZV_OK ? rc : ok ? ZV_OK : ZV_FAILED;
+    return toBytes(obj, out, outLen, [&](ClsCrypt& c, DataBuffer& r) {
+        return c.Decode(TextArg(encodedStr).value, TextArg(encoding).value, r);
     });
 }
 
 int ZenvaryVault2_ReEncode(ZenvaryVault2* obj, const char* data, const char* fromEncoding, const char* toEncoding,
                            char** out) {
-    if (!obj || !out) return ZV_BADARG;
-    return guarded([&] {
-        XString text, from, to, result;
-        textIn(data, text);
-        textIn(fromEncoding, from);
-        textIn(toEncoding, to);
-        const bool ok = obj->crypt.ReEncode(text, from, to, result);
-        const int rc = textOut(result, out);
-        return rc != ZV_OK ? rc : ok ? ZV_OK : ZV_FAILED;
+    return toText(obj, out, [&](ClsCrypt& c, XString& r) {
+        return c.ReEncode(TextArg(data).value, TextArg(fromEncoding).value, TextArg(toEncoding).value, r);
     });
 }
 
-int ZenvaryVault2_EncryptBytes(ZenvaryVault2* obj, const unsigned char* data, size_t len, unsigned char** out,
+// ---- encryption ----
+
+#define ZV_BYTES_TO_BUFFER(Name)                                                                      \
+    int ZenvaryVault2_##Name(ZenvaryVault2* obj, const unsigned char* data, size_t len, unsigned char** out, \
+                             size_t* outLen) {                                                        \
+        return toBuffer(obj, out, outLen, [&](ClsCrypt& c) {                                          \
+            BytesArg in(data, len);                                                                   \
+            return c.Name(in.value);                                                                  \
+        });                                                                                           \
+    }
+#define ZV_TEXT_TO_BUFFER(Name)                                                                            \
+    int ZenvaryVault2_##Name(ZenvaryVault2* obj, const char* str, unsigned char** out, size_t* outLen) { \
+        return toBuffer(obj, out, outLen, [&](ClsCrypt& c) {                                               \
+            TextArg in(str);                                                                               \
+            return c.Name(in.value);                                                                       \
+        });                                                                                                \
+    }
+#define ZV_BYTES_TO_TEXT(Name)                                                                                \
+    int ZenvaryVault2_##Name(ZenvaryVault2* obj, const unsigned char* data, size_t len, char** out) {         \
+        return toText(obj, out, [&](ClsCrypt& c, XString& r) {                                               \
+            BytesArg in(data, len);                                                                           \
+            return c.Name(in.value, r);                                                                       \
+        });                                                                                                   \
+    }
+#define ZV_TEXT_TO_TEXT(Name)                                                               \
+    int ZenvaryVault2_##Name(ZenvaryVault2* obj, const char* str, char** out) {             \
+        return toText(obj, out, [&](ClsCrypt& c, XString& r) {                             \
+            TextArg in(str);                                                                \
+            return c.Name(in.value, r);                                                     \
+        });                                                                                 \
+    }
+
+ZV_BYTES_TO_BUFFER(EncryptBytes)
+ZV_BYTES_TO_BUFFER(DecryptBytes)
+ZV_BYTES_TO_TEXT(EncryptBytesENC)
+ZV_TEXT_TO_BUFFER(DecryptBytesENC)
+ZV_TEXT_TO_BUFFER(EncryptString)
+ZV_TEXT_TO_TEXT(EncryptStringENC)
+ZV_BYTES_TO_TEXT(DecryptString)
+ZV_TEXT_TO_TEXT(DecryptStringENC)
+ZV_TEXT_TO_TEXT(EncryptEncoded)
+ZV_TEXT_TO_TEXT(DecryptEncoded)
+
+// ---- byte utilities ----
+
+int ZenvaryVault2_BytesToString(ZenvaryVault2* obj, const unsigned char* data, size_t len, const char* charset,
+                                char** out) {
+    return toText(obj, out, [&](ClsCrypt& c, XString& r) {
+        return c.BytesToString(BytesArg(data, len).value, TextArg(charset).value, r);
+    });
+}
+
+int ZenvaryVault2_StringToBytes(ZenvaryVault2* obj, const char* str, const char* charset, unsigned char** out,
+                                size_t* outLen) {
+    return toBytes(obj, out, outLen, [&](ClsCrypt& c, DataBuffer& r) {
+        return c.StringToBytes(TextArg(str).value, TextArg(charset).value, r);
+    });
+}
+
+int ZenvaryVault2_TrimEndingWith(ZenvaryVault2* obj, const char* str, const char* ending, char** out) {
+    return toText(obj, out, [&](ClsCrypt& c, XString& r) {
+        return c.TrimEndingWith(TextArg(str).value, TextArg(ending).value, r);
+    });
+}
+
+int ZenvaryVault2_ByteSwap4321(ZenvaryVault2* obj, const unsigned char* data, size_t len, unsigned char** out,
                                size_t* outLen) {
-    return bytesToBytes(obj, data, len, out, outLen, &ClsCrypt::EncryptBytes);
-}
-
-int ZenvaryVault2_DecryptBytes(ZenvaryVault2* obj, const unsigned char* data, size_t len, unsigned char** out,
-                               size_t* outLen) {
-    return bytesToBytes(obj, data, len, out, outLen, &ClsCrypt::DecryptBytes);
-}
-
-int ZenvaryVault2_EncryptBytesENC(ZenvaryVault2* obj, const unsigned char* data, size_t len, char** out) {
-    if (!obj || !out) return ZV_BADARG;
-    return guarded([&] {
-        DataBuffer bytes;
-        bytesIn(data, len, bytes);
-        XString text;
-        const bool ok = obj->crypt.EncryptBytesENC(bytes, text);
-        const int rc = textOut(text, out);
-        return rc != ZV_OK ? rc : ok ? ZV_OK : ZV_FAILED;
+    return toBytes(obj, out, outLen, [&](ClsCrypt& c, DataBuffer& r) {
+        c.ByteSwap4321(BytesArg(data, len).value, r);
+        return true;
     });
 }
 
-int ZenvaryVault2_DecryptBytesENC(ZenvaryVault2* obj, const char* str, unsigned char** out, size_t* outLen) {
-    if (!obj || !out || !outLen) return ZV_BADARG;
-    return guarded([&] {
-        XString text;
-        textIn(str, text);
-        auto result = obj->crypt.DecryptBytesENC(text);
-        const int rc = bytesOut(result.get(), out, outLen);
-        return rc != ZV_OK ? rc : result ? ZV_OK : ZV_FAILED;
+int ZenvaryVault2_Shorten(ZenvaryVault2* obj, const unsigned char* data, size_t len, long numBytes,
+                          unsigned char** out, size_t* outLen) {
+    return toBytes(obj, out, outLen, [&](ClsCrypt& c, DataBuffer& r) {
+        c.Shorten(BytesArg(data, len).value, static_cast<int>(numBytes), r);
+        return true;
     });
 }
+
+// ---- keys and IVs ----
+
+int ZenvaryVault2_GenerateSecretKey(ZenvaryVault2* obj, const char* password, unsigned char** out, size_t* outLen) {
+    return toBytes(obj, out, outLen, [&](ClsCrypt& c, DataBuffer& r) {
+        c.GenerateSecretKey(TextArg(password).value, r);
+        return true;
+    });
+}
+
+int ZenvaryVault2_SetSecretKeyViaPassword(ZenvaryVault2* obj, const char* password) {
+    return noOutput(obj, [&](ClsCrypt& c) { c.SetSecretKeyViaPassword(TextArg(password).value); });
+}
+
+int ZenvaryVault2_GenEncodedSecretKey(ZenvaryVault2* obj, const char* password, const char* encoding, char** out) {
+    return toText(obj, out, [&](ClsCrypt& c, XString& r) {
+        c.GenEncodedSecretKey(TextArg(password).value, TextArg(encoding).value, r);
+        return true;
+    });
+}
+
+int ZenvaryVault2_SetEncodedKey(ZenvaryVault2* obj, const char* keyStr, const char* encoding) {
+    return noOutput(obj, [&](ClsCrypt& c) { c.SetEncodedKey(TextArg(keyStr).value, TextArg(encoding).value); });
+}
+
+int ZenvaryVault2_SetEncodedIV(ZenvaryVault2* obj, const char* ivStr, const char* encoding) {
+    return noOutput(obj, [&](ClsCrypt& c) { c.SetEncodedIV(TextArg(ivStr).value, TextArg(encoding).value); });
+}
+
+int ZenvaryVault2_GetEncodedKey(ZenvaryVault2* obj, const char* encoding, char** out) {
+    return toText(obj, out, [&](ClsCrypt& c, XString& r) { return c.GetEncodedKey(TextArg(encoding).value, r), true; });
+}
+
+int ZenvaryVault2_GetEncodedIV(ZenvaryVault2* obj, const char* encoding, char** out) {
+    return toText(obj, out, [&](ClsCrypt& c, XString& r) { return c.GetEncodedIV(TextArg(encoding).value, r), true; });
+}
+
+int ZenvaryVault2_RandomizeIV(ZenvaryVault2* obj) {
+    return noOutput(obj, [](ClsCrypt& c) { c.RandomizeIV(); });
+}
+
+// ---- compression ----
+
+ZV_BYTES_TO_BUFFER(CompressBytes)
+ZV_TEXT_TO_BUFFER(CompressString)
+ZV_BYTES_TO_TEXT(CompressBytesENC)
+ZV_TEXT_TO_TEXT(CompressStringENC)
+ZV_BYTES_TO_BUFFER(InflateBytes)
+ZV_TEXT_TO_BUFFER(InflateBytesENC)
+ZV_BYTES_TO_TEXT(InflateString)
+ZV_TEXT_TO_TEXT(InflateStringENC)
 
 }  // extern "C"

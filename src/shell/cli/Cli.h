@@ -31,6 +31,7 @@ struct Command {
 // The command families; each lives in its own file.
 std::vector<Command> encodingCommands();
 std::vector<Command> cipherCommands();
+std::vector<Command> compressionCommands();
 
 // I/O shared by the commands.
 bool readAll(const std::string& path, DataBuffer& out, std::string& error);  // "" or "-": standard input

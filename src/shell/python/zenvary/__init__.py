@@ -261,6 +261,10 @@ class ZenvaryVault2(_Object):
         _check(fn(self._h, _text_arg(text), ctypes.byref(out), ctypes.byref(size)))
         return self._take_bytes(out, size)
 
+    def _call_status(self, name, *texts):
+        return _check(self._fn(name, [ctypes.c_char_p] * len(texts))(self._h, *[_text_arg(t) for t in texts]))
+
+    # Members by shape: bytes -> bytes, bytes -> str, str -> bytes, str -> str.
     def EncryptBytes(self, data):
         return self._bytes_to_bytes("EncryptBytes", data)
 
@@ -272,6 +276,98 @@ class ZenvaryVault2(_Object):
 
     def DecryptBytesENC(self, text):
         return self._text_to_bytes("DecryptBytesENC", text)
+
+    def EncryptString(self, text):
+        return self._text_to_bytes("EncryptString", text)
+
+    def EncryptStringENC(self, text):
+        return self._call_text("EncryptStringENC", text)[1]
+
+    def DecryptString(self, data):
+        return self._bytes_to_text("DecryptString", data)
+
+    def DecryptStringENC(self, text):
+        return self._call_text("DecryptStringENC", text)[1]
+
+    def EncryptEncoded(self, text):
+        return self._call_text("EncryptEncoded", text)[1]
+
+    def DecryptEncoded(self, text):
+        return self._call_text("DecryptEncoded", text)[1]
+
+    def CompressBytes(self, data):
+        return self._bytes_to_bytes("CompressBytes", data)
+
+    def CompressString(self, text):
+        return self._text_to_bytes("CompressString", text)
+
+    def CompressBytesENC(self, data):
+        return self._bytes_to_text("CompressBytesENC", data)
+
+    def CompressStringENC(self, text):
+        return self._call_text("CompressStringENC", text)[1]
+
+    def InflateBytes(self, data):
+        return self._bytes_to_bytes("InflateBytes", data)
+
+    def InflateBytesENC(self, text):
+        return self._text_to_bytes("InflateBytesENC", text)
+
+    def InflateString(self, data):
+        return self._bytes_to_text("InflateString", data)
+
+    def InflateStringENC(self, text):
+        return self._call_text("InflateStringENC", text)[1]
+
+    def ByteSwap4321(self, data):
+        return self._bytes_to_bytes("ByteSwap4321", data)
+
+    def Shorten(self, data, numBytes):
+        raw = _to_bytes(data)[0]
+        fn = self._fn("Shorten", [ctypes.c_char_p, ctypes.c_size_t, ctypes.c_long, _c_bytes_out, _c_size_out])
+        out, size = ctypes.POINTER(ctypes.c_ubyte)(), ctypes.c_size_t()
+        _check(fn(self._h, raw, len(raw), int(numBytes), ctypes.byref(out), ctypes.byref(size)))
+        return self._take_bytes(out, size)
+
+    def BytesToString(self, data, charset):
+        raw = _to_bytes(data)[0]
+        fn = self._fn("BytesToString", [ctypes.c_char_p, ctypes.c_size_t, ctypes.c_char_p, _c_text_out])
+        out = ctypes.c_void_p()
+        _check(fn(self._h, raw, len(raw), _text_arg(charset), ctypes.byref(out)))
+        return _take_text(out)
+
+    def StringToBytes(self, text, charset):
+        fn = self._fn("StringToBytes", [ctypes.c_char_p, ctypes.c_char_p, _c_bytes_out, _c_size_out])
+        out, size = ctypes.POINTER(ctypes.c_ubyte)(), ctypes.c_size_t()
+        _check(fn(self._h, _text_arg(text), _text_arg(charset), ctypes.byref(out), ctypes.byref(size)))
+        return self._take_bytes(out, size)
+
+    def TrimEndingWith(self, text, ending):
+        return self._call_text("TrimEndingWith", text, ending)[1]
+
+    def GenerateSecretKey(self, password):
+        return self._text_to_bytes("GenerateSecretKey", password)
+
+    def SetSecretKeyViaPassword(self, password):
+        self._call_status("SetSecretKeyViaPassword", password)
+
+    def GenEncodedSecretKey(self, password, encoding):
+        return self._call_text("GenEncodedSecretKey", password, encoding)[1]
+
+    def SetEncodedKey(self, keyStr, encoding):
+        self._call_status("SetEncodedKey", keyStr, encoding)
+
+    def SetEncodedIV(self, ivStr, encoding):
+        self._call_status("SetEncodedIV", ivStr, encoding)
+
+    def GetEncodedKey(self, encoding):
+        return self._call_text("GetEncodedKey", encoding)[1]
+
+    def GetEncodedIV(self, encoding):
+        return self._call_text("GetEncodedIV", encoding)[1]
+
+    def RandomizeIV(self):
+        self._call_status("RandomizeIV")
 
     def ReEncode(self, data, fromEncoding, toEncoding):
         return self._call_text("ReEncode", data, fromEncoding, toEncoding)[1]
