@@ -105,6 +105,21 @@ XString fromUtf8(const char* utf8Name) {
     return name;
 }
 
+uint32_t attributesOfMode(mode_t mode) {
+    uint32_t attributes = 0;
+    if (!(mode & S_IWUSR)) attributes |= kAttrReadOnly;
+    if (S_ISDIR(mode)) attributes |= kAttrDirectory;
+    return attributes ? attributes : kAttrNormal;
+}
+
+// Clears the read-only attribute of a plain file that has it.
+bool clearReadOnly(const XString& name) {
+    uint32_t attributes = 0;
+    if (!getAttributes(name, attributes, nullptr, nullptr)) return false;
+    if (!(attributes & kAttrReadOnly) || (attributes & kAttrDirectory)) return false;
+    return setAttributes(name, attributes & ~kAttrReadOnly);
+}
+
 }  // namespace
 
 int openForRead(const XString& name, LogBase* log) {
@@ -122,6 +137,10 @@ int openDirectoryForRead(const XString& name, LogBase* log) {
     return openNamed(name, O_RDONLY, 0, log);
 }
 
+int openDirectoryForRead(const char* utf8Name, LogBase* log) {
+    return openDirectoryForRead(fromUtf8(utf8Name), log);
+}
+
 int openForReadWrite(const XString& name, LogBase* log) {
     if (name.isEmpty()) return kInvalidFile;
     return openNamed(name, O_RDWR | O_CREAT, 0666, log);
@@ -130,8 +149,9 @@ int openForReadWrite(const XString& name, LogBase* log) {
 int openForReadWrite(const char* utf8Name, LogBase* log) { return openForReadWrite(fromUtf8(utf8Name), log); }
 
 // Exclusive access has no POSIX counterpart; the file is simply created or
-// truncated. A target without write permission is made writable for its
-// owner and tried once more, as a read-only file is overwritten elsewhere.
+// truncated. When the open is refused and the target is read-only, that one
+// attribute is cleared and the open tried once more, so a read-only file is
+// overwritten and loses its read-only state.
 int openForWrite(const XString& name, LogBase* log) {
     if (name.isEmpty()) {
         if (log) log->logError("GetAttributes: filename is empty");
@@ -141,13 +161,10 @@ int openForWrite(const XString& name, LogBase* log) {
     const int flags = O_WRONLY | O_CREAT | O_TRUNC;
     int fd = openWithRetry(path, flags, 0666);
     if (fd < 0 && errno == EACCES) {
-        struct stat st {};
-        if (stat(path, &st) == 0 && S_ISREG(st.st_mode) && !(st.st_mode & S_IWUSR) &&
-            chmod(path, (st.st_mode & 07777) | S_IWUSR) == 0) {
+        if (clearReadOnly(name))
             fd = openWithRetry(path, flags, 0666);
-        } else {
+        else
             errno = EACCES;
-        }
     }
     if (fd < 0 && log) {
         int err = errno;
@@ -179,6 +196,45 @@ bool fileExists(const XString& name, int* error) {
 }
 
 bool fileExists(const char* utf8Name, int* error) { return fileExists(fromUtf8(utf8Name), error); }
+
+bool getAttributes(const XString& name, uint32_t& attributes, int* error, LogBase* log) {
+    attributes = 0;
+    if (name.isEmpty()) {
+        if (log) log->logError("GetAttributes: filename is empty");
+        if (error) *error = ENOENT;
+        return false;
+    }
+    struct stat st {};
+    if (stat(name.getUtf8(), &st) != 0) {
+        if (error) *error = errno;
+        return false;
+    }
+    if (error) *error = 0;
+    attributes = attributesOfMode(st.st_mode);
+    return true;
+}
+
+bool getAttributes(const char* utf8Name, uint32_t& attributes, int* error, LogBase* log) {
+    return getAttributes(fromUtf8(utf8Name), attributes, error, log);
+}
+
+bool setAttributes(const XString& name, uint32_t attributes) {
+    if (name.isEmpty()) return false;
+    const char* path = name.getUtf8();
+    struct stat st {};
+    if (stat(path, &st) != 0) return false;
+    mode_t mode = st.st_mode & 07777;
+    mode_t wanted = mode;
+    if (attributes & kAttrReadOnly)
+        wanted &= ~(S_IWUSR | S_IWGRP | S_IWOTH);
+    else
+        wanted |= S_IWUSR;
+    return wanted == mode || chmod(path, wanted) == 0;
+}
+
+bool setAttributes(const char* utf8Name, uint32_t attributes) {
+    return setAttributes(fromUtf8(utf8Name), attributes);
+}
 
 int64_t fileSize(int handle, LogBase* log) {
     struct stat st {};
