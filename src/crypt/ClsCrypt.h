@@ -18,6 +18,7 @@
 namespace zenvary {
 
 class Blowfish;
+class ProgressEvent;
 class Blowfish2;
 class Rijndael;
 class TwoFish;
@@ -152,6 +153,34 @@ public:
     bool InflateString(const DataBuffer& data, XString& out);
     bool InflateStringENC(XString& encoded, XString& out);
 
+    // Hashes by HashAlgorithm (HAVAL sized by KeyLength, HavalRounds passes)
+    // and HMACs with the stored key. Text is hashed as bytes in Charset.
+    bool HashBytes(const DataBuffer& data, DataBuffer& out);
+    bool HashString(const XString& text, DataBuffer& out);
+    bool HashBytesENC(const DataBuffer& data, XString& out);
+    bool HashStringENC(const XString& text, XString& out);
+    // `progress`, when given, hears the percent done and may abort.
+    bool HashFile(const XString& filename, DataBuffer& out, ProgressEvent* progress = nullptr);
+    bool HashFileENC(const XString& filename, XString& out, ProgressEvent* progress = nullptr);
+    void SetHmacKeyBytes(const DataBuffer& key);
+    void SetHmacKeyString(const XString& key);
+    void SetHmacKeyEncoded(const XString& key, const XString& encoding);
+    bool HmacBytes(const DataBuffer& data, DataBuffer& out);
+    bool HmacString(const XString& text, DataBuffer& out);
+    bool HmacBytesENC(const DataBuffer& data, XString& out);
+    bool HmacStringENC(const XString& text, XString& out);
+
+    // Files encrypted and decrypted in 800000-byte chunks: raw ciphertext,
+    // no header. The result goes to a temporary file beside the target that
+    // replaces it only on success, so a failure never destroys data.
+    // `progress`, when given, hears the percent done and may abort.
+    bool EncryptFile(const XString& inPath, const XString& outPath, ProgressEvent* progress = nullptr);
+    bool DecryptFile(const XString& inPath, const XString& outPath, ProgressEvent* progress = nullptr);
+
+    // Whole files in and out.
+    std::unique_ptr<DataBuffer> ReadFile(const XString& filename);
+    bool WriteFile(const XString& filename, const DataBuffer& data);
+
     // The only doors to the ciphers: whole data or one chunk of a run, as
     // FirstChunk and LastChunk say. A new buffer, or null on failure.
     std::unique_ptr<DataBuffer> EncryptCore(DataBuffer& data, LogBase& log);
@@ -167,13 +196,27 @@ public:
 private:
     std::unique_ptr<DataBuffer> runCore(bool encrypt, DataBuffer& data, LogBase& log);
     std::unique_ptr<DataBuffer> wholeSwitch(bool encrypt, DataBuffer& data, LogBase& log);
-    std::unique_ptr<DataBuffer> firstChunkSwitch(bool encrypt, DataBuffer& data, LogBase& log);
-    std::unique_ptr<DataBuffer> laterChunkSwitch(bool encrypt, bool last, DataBuffer& data, LogBase& log);
-    void keepEncryptChain(const DataBuffer* out);
+    // Where a chunked run keeps its cipher and chains: the object's own for
+    // the byte methods, locals of the call for the file methods.
+    struct ChunkRun {
+        CryptoPtr& holder;
+        DataBuffer& encryptChain;
+        uint8_t* decryptChain;
+    };
+    ChunkRun objectRun() { return {m_chunkCipher, m_encryptChain, m_decryptChain}; }
+    std::unique_ptr<DataBuffer> firstChunkSwitch(bool encrypt, DataBuffer& data, LogBase& log, ChunkRun run);
+    std::unique_ptr<DataBuffer> laterChunkSwitch(bool encrypt, bool last, DataBuffer& data, LogBase& log,
+                                                 ChunkRun run);
+    static void keepEncryptChain(const DataBuffer* out, DataBuffer& chain);
+    bool cryptFile(bool encrypt, const XString& inPath, const XString& outPath, ProgressEvent* progress);
     // Text in Charset to bytes, and bytes in Charset back to text.
     void textToBytes(const XString& text, DataBuffer& out) const;
     bool bytesToText(const DataBuffer& bytes, XString& out) const;
     void passwordKey(const XString& password, DataBuffer& out) const;
+    void hashInMemory(const uint8_t* data, uint32_t n, DataBuffer& out);
+    void hmacInMemory(const uint8_t* data, uint32_t n, DataBuffer& out) const;
+    bool hashFileInto(const XString& filename, DataBuffer& out, LogBase& log, ProgressEvent* progress);
+    int32_t havalBits() const;
     std::unique_ptr<DataBuffer> chunkSwitchFailure(bool encrypt, LogBase& log);
     void ivBlock(uint8_t block[16]) const;
     void noteSymmetric(const char* name);

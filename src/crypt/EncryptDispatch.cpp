@@ -99,7 +99,7 @@ std::unique_ptr<DataBuffer> ClsCrypt::runCore(bool encrypt, DataBuffer& data, Lo
         m_chunkActive = false;
         const uint32_t r = data.getSize() % blockSize;
         if (r) holdBackTail(data, r);
-        auto out = firstChunkSwitch(encrypt, data, log);
+        auto out = firstChunkSwitch(encrypt, data, log, objectRun());
         if (r) data.appendBuffer(held);  // the caller's buffer comes back as it came
         return out;
     }
@@ -111,7 +111,7 @@ std::unique_ptr<DataBuffer> ClsCrypt::runCore(bool encrypt, DataBuffer& data, Lo
         held.clear();
         const uint32_t r = work->getSize() % blockSize;
         if (r) holdBackTail(*work, r);
-        return firstChunkSwitch(encrypt, *work, log);
+        return firstChunkSwitch(encrypt, *work, log, objectRun());
     }
 
     if (!first && !last) {
@@ -127,15 +127,15 @@ std::unique_ptr<DataBuffer> ClsCrypt::runCore(bool encrypt, DataBuffer& data, Lo
             if (!work) std::memcpy(saved, data.data() + data.getSize() - r, r);
             holdBackTail(target, r);
         }
-        auto out = laterChunkSwitch(encrypt, false, target, log);
+        auto out = laterChunkSwitch(encrypt, false, target, log, objectRun());
         if (r && !work) data.append(saved, r);
         return out;
     }
 
     if (!first && last) {
-        if (held.getSize() == 0) return laterChunkSwitch(encrypt, true, data, log);
+        if (held.getSize() == 0) return laterChunkSwitch(encrypt, true, data, log, objectRun());
         auto work = joined(held, data);
-        return laterChunkSwitch(encrypt, true, *work, log);
+        return laterChunkSwitch(encrypt, true, *work, log, objectRun());
     }
 
     return wholeWithReport(data);
@@ -290,9 +290,9 @@ std::unique_ptr<DataBuffer> ClsCrypt::wholeSwitch(bool encrypt, DataBuffer& data
     }
 }
 
-void ClsCrypt::keepEncryptChain(const DataBuffer* out) {
-    m_encryptChain.clear();
-    if (out && out->getSize() >= 16) m_encryptChain.append(out->data() + out->getSize() - 16, 16);
+void ClsCrypt::keepEncryptChain(const DataBuffer* out, DataBuffer& chain) {
+    chain.clear();
+    if (out && out->getSize() >= 16) chain.append(out->data() + out->getSize() - 16, 16);
 }
 
 std::unique_ptr<DataBuffer> ClsCrypt::chunkSwitchFailure(bool encrypt, LogBase& log) {
@@ -304,60 +304,60 @@ std::unique_ptr<DataBuffer> ClsCrypt::chunkSwitchFailure(bool encrypt, LogBase& 
     return nullptr;
 }
 
-std::unique_ptr<DataBuffer> ClsCrypt::firstChunkSwitch(bool encrypt, DataBuffer& data, LogBase& log) {
+std::unique_ptr<DataBuffer> ClsCrypt::firstChunkSwitch(bool encrypt, DataBuffer& data, LogBase& log, ChunkRun run) {
     m_chunkActive = data.getSize() != 0;
     if (data.getSize() == 0) return std::make_unique<DataBuffer>();
     switch (m_cryptAlgorithmId) {
         case kAlgAes: {
-            Rijndael* c = m_chunkCipher.GetAes();
+            Rijndael* c = run.holder.GetAes();
             if (!c) return nullptr;
             noteSymmetric("rijndael");
             setUp(*c, !encrypt);
-            if (!encrypt) return c->DecryptFirst(data, m_decryptChain, &log);
-            auto out = c->EncryptFirst(data, m_encryptChain, &log);
-            keepEncryptChain(out.get());
+            if (!encrypt) return c->DecryptFirst(data, run.decryptChain, &log);
+            auto out = c->EncryptFirst(data, run.encryptChain, &log);
+            keepEncryptChain(out.get(), run.encryptChain);
             return out;
         }
         case kAlgBlowfish: {
-            Blowfish* c = m_chunkCipher.GetBlowfish();
+            Blowfish* c = run.holder.GetBlowfish();
             if (!c) return nullptr;
             noteSymmetric("blowfish");
             setUp(*c, !encrypt);
             return encrypt ? c->EncryptFirst(data, &log) : c->DecryptFirst(data, &log);
         }
         case kAlgTwofish: {
-            TwoFish* c = m_chunkCipher.GetTwofish();
+            TwoFish* c = run.holder.GetTwofish();
             if (!c) return nullptr;
             noteSymmetric("twofish");
             // Chunked Twofish encryption keeps scheme 0 whatever PaddingScheme says.
             setUp(*c, !encrypt, !encrypt);
-            return encrypt ? c->EncryptFirst(data, m_encryptChain, &log) : c->DecryptFirst(data, m_decryptChain, &log);
+            return encrypt ? c->EncryptFirst(data, run.encryptChain, &log) : c->DecryptFirst(data, run.decryptChain, &log);
         }
         case kAlgBlowfish2: {
-            Blowfish2* c = m_chunkCipher.GetBlowfish2();
+            Blowfish2* c = run.holder.GetBlowfish2();
             if (!c) return nullptr;
             noteSymmetric("blowfish2");
             setUp(*c, true);
-            return encrypt ? c->EncryptFirst(data, m_encryptChain, &log) : c->DecryptFirst(data, m_decryptChain, &log);
+            return encrypt ? c->EncryptFirst(data, run.encryptChain, &log) : c->DecryptFirst(data, run.decryptChain, &log);
         }
         case kAlgDes: {
-            ZenvaryDes* c = m_chunkCipher.GetDes();
+            ZenvaryDes* c = run.holder.GetDes();
             if (!c) return nullptr;
             noteSymmetric("des");
             setUp(*c, !encrypt, log);
-            return encrypt ? c->EncryptFirst(data, m_encryptChain, &log) : c->DecryptFirst(data, m_decryptChain, &log);
+            return encrypt ? c->EncryptFirst(data, run.encryptChain, &log) : c->DecryptFirst(data, run.decryptChain, &log);
         }
         case kAlgRc2: {
-            ZenvaryRc2* c = m_chunkCipher.GetRc2();
+            ZenvaryRc2* c = run.holder.GetRc2();
             if (!c) return nullptr;
             noteSymmetric("rc2");
             setUp(*c);
             // The first RC2 chunk goes through the whole-data call: padded,
             // and the chain left alone.
-            return encrypt ? c->EncryptAll(data, &log) : c->DecryptFirst(data, m_decryptChain, &log);
+            return encrypt ? c->EncryptAll(data, &log) : c->DecryptFirst(data, run.decryptChain, &log);
         }
         case kAlgArc4: {
-            ZenvaryArc4* c = m_chunkCipher.GetArc4();
+            ZenvaryArc4* c = run.holder.GetArc4();
             if (!c) return nullptr;
             noteSymmetric("arc4");
             c->SetKey(m_secretKey, static_cast<uint32_t>(m_keyLength) / 8);
@@ -370,62 +370,63 @@ std::unique_ptr<DataBuffer> ClsCrypt::firstChunkSwitch(bool encrypt, DataBuffer&
     }
 }
 
-std::unique_ptr<DataBuffer> ClsCrypt::laterChunkSwitch(bool encrypt, bool last, DataBuffer& data, LogBase& log) {
+std::unique_ptr<DataBuffer> ClsCrypt::laterChunkSwitch(bool encrypt, bool last, DataBuffer& data, LogBase& log,
+                                                       ChunkRun run) {
     if (data.getSize() == 0) return std::make_unique<DataBuffer>();
     // The cipher lives in chunkCipher; if it was lost, a fresh one without a
     // key answers. Encryption does no set-up here; decryption repeats it
     // (without a new schedule) for the block ciphers that have one.
     auto encryptChained = [&](auto* c) {
-        return last ? c->EncryptLast(data, m_encryptChain, &log) : c->EncryptMiddle(data, m_encryptChain, &log);
+        return last ? c->EncryptLast(data, run.encryptChain, &log) : c->EncryptMiddle(data, run.encryptChain, &log);
     };
     auto decryptChained = [&](auto* c) {
-        return last ? c->DecryptLast(data, m_decryptChain, &log) : c->DecryptMiddle(data, m_decryptChain, &log);
+        return last ? c->DecryptLast(data, run.decryptChain, &log) : c->DecryptMiddle(data, run.decryptChain, &log);
     };
     switch (m_cryptAlgorithmId) {
         case kAlgAes: {
-            Rijndael* c = m_chunkCipher.GetAes();
+            Rijndael* c = run.holder.GetAes();
             if (!c) return nullptr;
             if (!encrypt) {
                 setUp(*c, true);
                 return decryptChained(c);
             }
             auto out = encryptChained(c);
-            if (!last) keepEncryptChain(out.get());
+            if (!last) keepEncryptChain(out.get(), run.encryptChain);
             return out;
         }
         case kAlgBlowfish: {
-            Blowfish* c = m_chunkCipher.GetBlowfish();
+            Blowfish* c = run.holder.GetBlowfish();
             if (!c) return nullptr;
             if (encrypt) return last ? c->EncryptLast(data, &log) : c->EncryptMiddle(data, &log);
             setUp(*c, true);
             return last ? c->DecryptLast(data, &log) : c->DecryptMiddle(data, &log);
         }
         case kAlgTwofish: {
-            TwoFish* c = m_chunkCipher.GetTwofish();
+            TwoFish* c = run.holder.GetTwofish();
             if (!c) return nullptr;
             if (encrypt) return encryptChained(c);
             setUp(*c, true, true);
             return decryptChained(c);
         }
         case kAlgBlowfish2: {
-            Blowfish2* c = m_chunkCipher.GetBlowfish2();
+            Blowfish2* c = run.holder.GetBlowfish2();
             if (!c) return nullptr;
             if (encrypt) return encryptChained(c);
             setUp(*c, false);
             return decryptChained(c);
         }
         case kAlgDes: {
-            ZenvaryDes* c = m_chunkCipher.GetDes();
+            ZenvaryDes* c = run.holder.GetDes();
             if (!c) return nullptr;
             return encrypt ? encryptChained(c) : decryptChained(c);
         }
         case kAlgRc2: {
-            ZenvaryRc2* c = m_chunkCipher.GetRc2();
+            ZenvaryRc2* c = run.holder.GetRc2();
             if (!c) return nullptr;
             return encrypt ? encryptChained(c) : decryptChained(c);
         }
         case kAlgArc4: {
-            ZenvaryArc4* c = m_chunkCipher.GetArc4();
+            ZenvaryArc4* c = run.holder.GetArc4();
             if (!c) return nullptr;
             return c->Transform(data, &log);
         }
