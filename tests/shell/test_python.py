@@ -80,6 +80,60 @@ class PythonModule(unittest.TestCase):
         text = v.EncryptBytesENC([1, 2, 3])
         self.assertEqual(v.DecryptBytesENC(text), b"\x01\x02\x03")
 
+    def test_hash_hmac_and_files_with_events(self):
+        import hashlib
+        import hmac
+        v = zenvary.ZenvaryVault2()
+        v.HashAlgorithm = "sha256"
+        self.assertEqual(v.HashBytes(b"abc"), hashlib.sha256(b"abc").digest())
+        v.EncodingMode = "hex"
+        self.assertEqual(v.HashStringENC("abc"), hashlib.sha256(b"abc").hexdigest().upper())
+        v.SetHmacKeyBytes(b"key")
+        self.assertEqual(v.HmacBytes(b"msg"), hmac.new(b"key", b"msg", "sha256").digest())
+        with tempfile.TemporaryDirectory() as d:
+            src, enc, dec = (os.path.join(d, n) for n in ("a", "b", "c"))
+            data = os.urandom(3_000_000)
+            self.assertEqual(v.WriteFile(src, data), 1)
+            self.assertEqual(v.ReadFile(src), data)
+            seen = []
+            v.PercentDone = lambda pct: seen.append(pct)
+            self.assertEqual(v.HashFile(src), hashlib.sha256(data).digest())
+            self.assertEqual(seen[-1], 100)
+            self.assertEqual(seen, sorted(set(seen)))
+            v.SecretKey = b"k" * 16
+            seen.clear()
+            self.assertEqual(v.ZvEncryptFile(src, enc), 1)
+            self.assertTrue(seen and seen[-1] == 100)
+            self.assertEqual(v.ZvDecryptFile(enc, dec), 1)
+            self.assertEqual(v.ReadFile(dec), data)
+            # A true answer from the event stops the method, which fails.
+            v.PercentDone = lambda pct: pct >= 30
+            self.assertEqual(v.ZvEncryptFile(src, enc), 0)
+            self.assertIn("Aborted by application", v.LastErrorText)
+            self.assertEqual(v.HashFile(src), b"")
+            v.PercentDone = None
+            self.assertEqual(v.HashFile(src), hashlib.sha256(data).digest())
+
+    def test_strings_keys_and_compression(self):
+        v = zenvary.ZenvaryVault2()
+        v.Charset = "utf-8"
+        v.SetSecretKeyViaPassword("pw")
+        import hashlib
+        self.assertEqual(v.SecretKey, hashlib.md5(b"pw").digest())
+        for mode in ("base64", "hex", "qp"):
+            v.EncodingMode = mode
+            self.assertEqual(v.DecryptStringENC(v.EncryptStringENC("d\u00e9j\u00e0 \u20ac")), "d\u00e9j\u00e0 \u20ac")
+        self.assertEqual(v.DecryptString(v.EncryptString("\u00e9")), "\u00e9")
+        v.RandomizeIV()
+        self.assertEqual(len(v.IV), 16)
+        self.assertEqual(v.InflateBytes(v.CompressBytes(b"x" * 1000)), b"x" * 1000)
+        self.assertEqual(v.CompressBytes(b""), b"\xe1\xa7\x94\xb3\0\0\0\0")
+        self.assertEqual(v.ByteSwap4321([1, 2, 3, 4, 5, 6, 7]), bytes([4, 3, 2, 1, 7, 6, 5]))
+        self.assertEqual(v.Shorten(b"12345", 7), b"")
+        self.assertEqual(v.TrimEndingWith("abab", "ab"), "")
+        self.assertEqual(v.BytesToString(b"caf\xe9", "iso-8859-1"), "caf\u00e9")
+        self.assertEqual(v.StringToBytes("caf\u00e9", "windows-1252"), b"caf\xe9")
+
     def test_code_page_switch(self):
         self.assertEqual(zenvary.ansi_code_page(), 1252)
         v = zenvary.ZenvaryVault2()

@@ -159,6 +159,40 @@ ZV_API int ZenvaryVault2_InflateBytesENC(ZenvaryVault2 *obj, const char *str, un
 ZV_API int ZenvaryVault2_InflateString(ZenvaryVault2 *obj, const unsigned char *data, size_t len, char **out);
 ZV_API int ZenvaryVault2_InflateStringENC(ZenvaryVault2 *obj, const char *str, char **out);
 
+/* Hashes and HMACs by HashAlgorithm; the file forms stream the file. */
+ZV_API int ZenvaryVault2_HashBytes(ZenvaryVault2 *obj, const unsigned char *data, size_t len, unsigned char **out,
+                                   size_t *outLen);
+ZV_API int ZenvaryVault2_HashString(ZenvaryVault2 *obj, const char *str, unsigned char **out, size_t *outLen);
+ZV_API int ZenvaryVault2_HashBytesENC(ZenvaryVault2 *obj, const unsigned char *data, size_t len, char **out);
+ZV_API int ZenvaryVault2_HashStringENC(ZenvaryVault2 *obj, const char *str, char **out);
+ZV_API int ZenvaryVault2_HashFile(ZenvaryVault2 *obj, const char *filename, unsigned char **out, size_t *outLen);
+ZV_API int ZenvaryVault2_HashFileENC(ZenvaryVault2 *obj, const char *filename, char **out);
+ZV_API int ZenvaryVault2_SetHmacKeyBytes(ZenvaryVault2 *obj, const unsigned char *key, size_t len);
+ZV_API int ZenvaryVault2_SetHmacKeyString(ZenvaryVault2 *obj, const char *key);
+ZV_API int ZenvaryVault2_SetHmacKeyEncoded(ZenvaryVault2 *obj, const char *key, const char *encoding);
+ZV_API int ZenvaryVault2_HmacBytes(ZenvaryVault2 *obj, const unsigned char *data, size_t len, unsigned char **out,
+                                   size_t *outLen);
+ZV_API int ZenvaryVault2_HmacString(ZenvaryVault2 *obj, const char *str, unsigned char **out, size_t *outLen);
+ZV_API int ZenvaryVault2_HmacBytesENC(ZenvaryVault2 *obj, const unsigned char *data, size_t len, char **out);
+ZV_API int ZenvaryVault2_HmacStringENC(ZenvaryVault2 *obj, const char *str, char **out);
+
+/* Files. ZvEncryptFile and ZvDecryptFile write raw ciphertext (no header)
+   to a temporary file beside the output, which replaces the output only on
+   success. */
+ZV_API int ZenvaryVault2_ReadFile(ZenvaryVault2 *obj, const char *filename, unsigned char **out, size_t *outLen);
+ZV_API int ZenvaryVault2_WriteFile(ZenvaryVault2 *obj, const char *filename, const unsigned char *data, size_t len);
+ZV_API int ZenvaryVault2_ZvEncryptFile(ZenvaryVault2 *obj, const char *inFilename, const char *outFilename);
+ZV_API int ZenvaryVault2_ZvDecryptFile(ZenvaryVault2 *obj, const char *inFilename, const char *outFilename);
+
+/* Events of the file and hash-file methods: PercentDone with the percent
+   reached (each whole percent at most once), AbortCheck now and then in
+   between. Setting *abort to non-zero stops the method, which then fails.
+   Either callback may be NULL; `context` is passed back as it is. */
+typedef void (*zv_percent_done_fn)(void *context, long percentDone, int *abort);
+typedef void (*zv_abort_check_fn)(void *context, int *abort);
+ZV_API void ZenvaryVault2_SetEvents(ZenvaryVault2 *obj, zv_percent_done_fn percentDone, zv_abort_check_fn abortCheck,
+                                    void *context);
+
 #ifdef __cplusplus
 }
 #endif

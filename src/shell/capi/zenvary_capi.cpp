@@ -10,14 +10,39 @@
 
 #include "crypt/ClsCrypt.h"
 #include "encoding/CodePage.h"
+#include "file/ProgressEvent.h"
 #include "shell/capi/capi_internal.h"
 
 using zenvary::ClsCrypt;
 using zenvary::DataBuffer;
 using zenvary::XString;
 
+// The C callbacks as the component's progress sink.
+class CallbackEvents : public zenvary::ProgressEvent {
+public:
+    zv_percent_done_fn percentDone = nullptr;
+    zv_abort_check_fn abortCheck = nullptr;
+    void* context = nullptr;
+
+    bool active() const { return percentDone || abortCheck; }
+    void PercentDone(int percent, bool& abort) override {
+        int stop = 0;
+        if (percentDone) percentDone(context, percent, &stop);
+        abort = stop != 0;
+    }
+    void AbortCheck(bool& abort) override {
+        int stop = 0;
+        if (abortCheck) abortCheck(context, &stop);
+        abort = stop != 0;
+    }
+    void AbortCheck2(bool& abort) override { AbortCheck(abort); }
+};
+
 struct ZenvaryVault2 {
     ClsCrypt crypt;
+    CallbackEvents events;
+
+    zenvary::ProgressEvent* sink() { return events.active() ? &events : nullptr; }
 };
 
 namespace zenvary::capi {
@@ -346,5 +371,87 @@ ZV_BYTES_TO_BUFFER(InflateBytes)
 ZV_TEXT_TO_BUFFER(InflateBytesENC)
 ZV_BYTES_TO_TEXT(InflateString)
 ZV_TEXT_TO_TEXT(InflateStringENC)
+
+// ---- hashes and HMAC ----
+
+#define ZV_CONST_BYTES_TO_BYTES(Name)                                                                 \
+    int ZenvaryVault2_##Name(ZenvaryVault2* obj, const unsigned char* data, size_t len, unsigned char** out, \
+                             size_t* outLen) {                                                        \
+        return toBytes(obj, out, outLen, [&](ClsCrypt& c, DataBuffer& r) {                            \
+            return c.Name(BytesArg(data, len).value, r);                                              \
+        });                                                                                           \
+    }
+#define ZV_TEXT_TO_BYTES(Name)                                                                             \
+    int ZenvaryVault2_##Name(ZenvaryVault2* obj, const char* str, unsigned char** out, size_t* outLen) { \
+        return toBytes(obj, out, outLen, [&](ClsCrypt& c, DataBuffer& r) { return c.Name(TextArg(str).value, r); }); \
+    }
+
+ZV_CONST_BYTES_TO_BYTES(HashBytes)
+ZV_TEXT_TO_BYTES(HashString)
+ZV_BYTES_TO_TEXT(HashBytesENC)
+ZV_TEXT_TO_TEXT(HashStringENC)
+ZV_CONST_BYTES_TO_BYTES(HmacBytes)
+ZV_TEXT_TO_BYTES(HmacString)
+ZV_BYTES_TO_TEXT(HmacBytesENC)
+ZV_TEXT_TO_TEXT(HmacStringENC)
+
+int ZenvaryVault2_HashFile(ZenvaryVault2* obj, const char* filename, unsigned char** out, size_t* outLen) {
+    return toBytes(obj, out, outLen, [&](ClsCrypt& c, DataBuffer& r) {
+        return c.HashFile(TextArg(filename).value, r, obj->sink());
+    });
+}
+
+int ZenvaryVault2_HashFileENC(ZenvaryVault2* obj, const char* filename, char** out) {
+    return toText(obj, out, [&](ClsCrypt& c, XString& r) {
+        return c.HashFileENC(TextArg(filename).value, r, obj->sink());
+    });
+}
+
+int ZenvaryVault2_SetHmacKeyBytes(ZenvaryVault2* obj, const unsigned char* key, size_t len) {
+    return noOutput(obj, [&](ClsCrypt& c) { c.SetHmacKeyBytes(BytesArg(key, len).value); });
+}
+
+int ZenvaryVault2_SetHmacKeyString(ZenvaryVault2* obj, const char* key) {
+    return noOutput(obj, [&](ClsCrypt& c) { c.SetHmacKeyString(TextArg(key).value); });
+}
+
+int ZenvaryVault2_SetHmacKeyEncoded(ZenvaryVault2* obj, const char* key, const char* encoding) {
+    return noOutput(obj, [&](ClsCrypt& c) { c.SetHmacKeyEncoded(TextArg(key).value, TextArg(encoding).value); });
+}
+
+// ---- files ----
+
+ZV_TEXT_TO_BUFFER(ReadFile)
+
+int ZenvaryVault2_WriteFile(ZenvaryVault2* obj, const char* filename, const unsigned char* data, size_t len) {
+    if (!obj) return ZV_BADARG;
+    return guarded([&] {
+        return obj->crypt.WriteFile(TextArg(filename).value, BytesArg(data, len).value) ? ZV_OK : ZV_FAILED;
+    });
+}
+
+int ZenvaryVault2_ZvEncryptFile(ZenvaryVault2* obj, const char* inFilename, const char* outFilename) {
+    if (!obj) return ZV_BADARG;
+    return guarded([&] {
+        const bool ok = obj->crypt.EncryptFile(TextArg(inFilename).value, TextArg(outFilename).value, obj->sink());
+        return ok ? ZV_OK : ZV_FAILED;
+    });
+}
+
+int ZenvaryVault2_ZvDecryptFile(ZenvaryVault2* obj, const char* inFilename, const char* outFilename) {
+    if (!obj) return ZV_BADARG;
+    return guarded([&] {
+        const bool ok = obj->crypt.DecryptFile(TextArg(inFilename).value, TextArg(outFilename).value, obj->sink());
+        return ok ? ZV_OK : ZV_FAILED;
+    });
+}
+
+void ZenvaryVault2_SetEvents(ZenvaryVault2* obj, zv_percent_done_fn percentDone, zv_abort_check_fn abortCheck,
+                             void* context) {
+    if (!obj) return;
+    obj->events.percentDone = percentDone;
+    obj->events.abortCheck = abortCheck;
+    obj->events.context = context;
+}
 
 }  // extern "C"

@@ -32,6 +32,14 @@ struct Command {
 std::vector<Command> encodingCommands();
 std::vector<Command> cipherCommands();
 std::vector<Command> compressionCommands();
+std::vector<Command> hashCommands();
+std::vector<Command> fileCommands();
+
+// The cipher options shared by encrypt, decrypt and the file commands; the
+// apply step sets the matching properties (0, or the usage exit code).
+const std::vector<OptionSpec>& cipherOptions();
+int applyCipherOptions(CommandContext& ctx);
+bool parseHexOption(const std::string& text, DataBuffer& out);
 
 // I/O shared by the commands.
 bool readAll(const std::string& path, DataBuffer& out, std::string& error);  // "" or "-": standard input

@@ -9,8 +9,8 @@ namespace zenvary::cli {
 namespace {
 
 const std::vector<OptionSpec> kCipherOptions = {
-    {"alg", true},  {"key-length", true}, {"mode", true},     {"padding", true},
-    {"key", true},  {"iv", true},         {"encoding", true},
+    {"alg", true}, {"key-length", true}, {"mode", true},     {"padding", true},           {"key", true},
+    {"iv", true},  {"encoding", true},   {"password", true}, {"rc2-effective-bits", true},
 };
 
 bool parseHex(const std::string& text, DataBuffer& out) {
@@ -37,7 +37,7 @@ XString utf8(const std::string& s) {
 }
 
 // Sets the properties the options name. Returns 0, or the usage exit code.
-int applyCipherOptions(CommandContext& ctx) {
+int applyCipherOptionsImpl(CommandContext& ctx) {
     const CliArgs& a = ctx.args;
     ClsCrypt& c = ctx.crypt;
     if (auto v = a.value("alg")) c.put_CryptAlgorithm(utf8(*v));
@@ -55,6 +55,13 @@ int applyCipherOptions(CommandContext& ctx) {
         if (!parseInt(*v, scheme)) return usageError("--padding needs a scheme number");
         c.put_PaddingScheme(scheme);
     }
+    if (auto v = a.value("rc2-effective-bits")) {
+        int bits;
+        if (!parseInt(*v, bits)) return usageError("--rc2-effective-bits needs a number of bits");
+        c.put_Rc2EffectiveKeyLength(bits);
+    }
+    if (a.has("key") && a.has("password")) return usageError("give --key or --password, not both");
+    if (auto v = a.value("password")) c.SetSecretKeyViaPassword(utf8(*v));
     if (auto v = a.value("key")) {
         DataBuffer key;
         if (!parseHex(*v, key)) return usageError("--key needs hexadecimal bytes");
@@ -68,6 +75,14 @@ int applyCipherOptions(CommandContext& ctx) {
     if (auto v = a.value("encoding")) c.put_EncodingMode(utf8(*v));
     return 0;
 }
+
+}  // namespace
+
+int applyCipherOptions(CommandContext& ctx) { return applyCipherOptionsImpl(ctx); }
+bool parseHexOption(const std::string& text, DataBuffer& out) { return parseHex(text, out); }
+const std::vector<OptionSpec>& cipherOptions() { return kCipherOptions; }
+
+namespace {
 
 int runEncrypt(CommandContext& ctx) {
     if (int rc = applyCipherOptions(ctx)) return rc;
@@ -101,9 +116,13 @@ int runDecrypt(CommandContext& ctx) {
 
 #define ZV_CIPHER_OPTIONS_HELP                                                              \
     "options:\n"                                                                            \
-    "  --alg NAME         aes (rijndael), none; unknown names select aes\n"                \
-    "  --key-length BITS  128, 192 or 256 for aes (other values snap to these)\n"          \
-    "  --mode MODE        cbc (default), ecb, or cfb (cfb gives cbc for aes)\n"            \
+    "  --alg NAME         aes (rijndael), blowfish, blowfish2, twofish, des (3des),\n"    \
+    "                     rc2, arc4, none; unknown names select aes\n"                    \
+    "  --key-length BITS  key size: 128/192/256 for aes and twofish, 56/112/168 for\n"   \
+    "                     des, 40-448 for blowfish, up to 1024 for rc2, 2048 for arc4\n"  \
+    "  --mode MODE        cbc (default), ecb, or cfb (cfb for blowfish2, else cbc)\n"     \
+    "  --rc2-effective-bits N  rc2's effective key length (default 128)\n"              \
+    "  --password TEXT    derive the key from a password instead of --key\n"            \
     "  --padding N        0 PKCS#7 (default), 1 random bytes and a count, 2 random\n"      \
     "                     bytes, 3 zeros, 4 blanks (2 to 4 only to a partial block)\n"     \
     "  --key HEX          the secret key; a short key is zero-filled\n"                    \

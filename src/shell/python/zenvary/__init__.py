@@ -66,6 +66,12 @@ def set_ansi_code_page(code_page):
     _lib.zenvary_set_ansi_code_page(int(code_page))
 
 
+_PERCENT_FN = ctypes.CFUNCTYPE(None, ctypes.c_void_p, ctypes.c_long, ctypes.POINTER(ctypes.c_int))
+_ABORT_FN = ctypes.CFUNCTYPE(None, ctypes.c_void_p, ctypes.POINTER(ctypes.c_int))
+_lib.ZenvaryVault2_SetEvents.argtypes = [_c_obj, _PERCENT_FN, _ABORT_FN, ctypes.c_void_p]
+_lib.ZenvaryVault2_SetEvents.restype = None
+
+
 class Width:
     """An int with an explicit width in bytes (1, 2 or 4) for byte arguments."""
 
@@ -197,6 +203,46 @@ class ZenvaryVault2(_Object):
         if not self._h:
             raise MemoryError("zenvary: out of memory")
         _lib.zenvary_set_binding_kind(self._h, _KIND_PYTHON)
+        self._percent_done = None
+        self._abort_check = None
+        self._callbacks = None
+
+    # Events of the file and hash-file methods. PercentDone(percent) and
+    # AbortCheck() are callables; a true result asks the method to stop.
+    def _install_events(self):
+        percent, check = self._percent_done, self._abort_check
+
+        def on_percent(_ctx, pct, abort):
+            if percent is not None and percent(int(pct)):
+                abort[0] = 1
+
+        def on_check(_ctx, abort):
+            if check is not None and check():
+                abort[0] = 1
+
+        if percent is None and check is None:
+            self._callbacks = (_PERCENT_FN(), _ABORT_FN())
+        else:
+            self._callbacks = (_PERCENT_FN(on_percent), _ABORT_FN(on_check))
+        _lib.ZenvaryVault2_SetEvents(self._h, self._callbacks[0], self._callbacks[1], None)
+
+    @property
+    def PercentDone(self):
+        return self._percent_done
+
+    @PercentDone.setter
+    def PercentDone(self, fn):
+        self._percent_done = fn
+        self._install_events()
+
+    @property
+    def AbortCheck(self):
+        return self._abort_check
+
+    @AbortCheck.setter
+    def AbortCheck(self, fn):
+        self._abort_check = fn
+        self._install_events()
 
     def __del__(self):
         h, self._h = getattr(self, "_h", None), None
@@ -368,6 +414,60 @@ class ZenvaryVault2(_Object):
 
     def RandomizeIV(self):
         self._call_status("RandomizeIV")
+
+    def HashBytes(self, data):
+        return self._bytes_to_bytes("HashBytes", data)
+
+    def HashString(self, text):
+        return self._text_to_bytes("HashString", text)
+
+    def HashBytesENC(self, data):
+        return self._bytes_to_text("HashBytesENC", data)
+
+    def HashStringENC(self, text):
+        return self._call_text("HashStringENC", text)[1]
+
+    def HashFile(self, filename):
+        return self._text_to_bytes("HashFile", filename)
+
+    def HashFileENC(self, filename):
+        return self._call_text("HashFileENC", filename)[1]
+
+    def SetHmacKeyBytes(self, keyBytes):
+        key = _to_bytes(keyBytes)[0]
+        _check(self._fn("SetHmacKeyBytes", [ctypes.c_char_p, ctypes.c_size_t])(self._h, key, len(key)))
+
+    def SetHmacKeyString(self, key):
+        self._call_status("SetHmacKeyString", key)
+
+    def SetHmacKeyEncoded(self, key, encoding):
+        self._call_status("SetHmacKeyEncoded", key, encoding)
+
+    def HmacBytes(self, data):
+        return self._bytes_to_bytes("HmacBytes", data)
+
+    def HmacString(self, text):
+        return self._text_to_bytes("HmacString", text)
+
+    def HmacBytesENC(self, data):
+        return self._bytes_to_text("HmacBytesENC", data)
+
+    def HmacStringENC(self, text):
+        return self._call_text("HmacStringENC", text)[1]
+
+    def ReadFile(self, filename):
+        return self._text_to_bytes("ReadFile", filename)
+
+    def WriteFile(self, filename, binaryData):
+        data = _to_bytes(binaryData)[0]
+        fn = self._fn("WriteFile", [ctypes.c_char_p, ctypes.c_char_p, ctypes.c_size_t])
+        return 1 if _check(fn(self._h, _text_arg(filename), data, len(data))) else 0
+
+    def ZvEncryptFile(self, inFilename, outFilename):
+        return 1 if self._call_status("ZvEncryptFile", inFilename, outFilename) else 0
+
+    def ZvDecryptFile(self, inFilename, outFilename):
+        return 1 if self._call_status("ZvDecryptFile", inFilename, outFilename) else 0
 
     def ReEncode(self, data, fromEncoding, toEncoding):
         return self._call_text("ReEncode", data, fromEncoding, toEncoding)[1]
