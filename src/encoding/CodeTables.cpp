@@ -88,6 +88,7 @@ struct Slot {
     std::atomic<HashConvert*> fromUnicode{nullptr};
     std::atomic<UnicodeLookup*> toUnicodeSingle{nullptr};
     std::atomic<HashConvert*> toUnicodeMulti{nullptr};
+    std::atomic<uint32_t> unpacks{0};
 };
 
 Slot& slotOf(const TableSource* source) {
@@ -98,6 +99,7 @@ Slot& slotOf(const TableSource* source) {
 // Fills `map` from a source's data (and differences); a source that can't
 // produce its data leaves the map empty, so every non-ASCII lookup misses.
 void fillMap(const TableSource& source, HashConvert& map, bool fromUnicode) {
+    slotOf(&source).unpacks.fetch_add(1, std::memory_order_relaxed);
     DataBuffer data;
     if (source.tableData != nullptr && source.tableData(data))
         CodeTables::loadTableData(data.bytes(), map, fromUnicode);
@@ -144,7 +146,17 @@ void CodeTables::buildLookup(const HashConvert& map, UnicodeLookup& lookup) {
     }
 }
 
-bool CodeTables::has(uint32_t codePage) { return findSource(codePage) != nullptr; }
+bool CodeTables::has(uint32_t codePage) {
+    const TableSource* s = findSource(codePage);
+    return s != nullptr && s->routed;
+}
+
+bool CodeTables::hasTable(uint32_t codePage) { return findSource(codePage) != nullptr; }
+
+uint32_t CodeTables::unpackCount(uint32_t codePage) {
+    const TableSource* s = findSource(codePage);
+    return s == nullptr ? 0 : slotOf(s).unpacks.load(std::memory_order_relaxed);
+}
 
 bool CodeTables::isMultiByte(uint32_t codePage) {
     const TableSource* s = findSource(codePage);

@@ -4,7 +4,7 @@
 // are read-only, so lookups need no lock; two threads building the same
 // table at once both build it and one copy is dropped.
 //
-// Table data (uncompressed), as produced by a TableSource:
+// Table data (unpacked), as produced by a TableSource:
 //   byte 0  'a' when the page keeps ASCII (bytes below 128 stand for
 //           themselves and aren't stored), any other value when it doesn't
 //   byte 1  'u' a full table, 'd' a table of differences
@@ -41,8 +41,11 @@ public:
 
 class CodeTables {
 public:
-    // Whether a table exists for the code page, without building it.
+    // Whether the engine converts from and to the page by a table, without
+    // building it. 28600 and 28601 have tables that load but aren't routed.
     static bool has(uint32_t codePage);
+    // Whether the page has a table at all, routed or not.
+    static bool hasTable(uint32_t codePage);
     static bool isMultiByte(uint32_t codePage);
 
     // UTF-16 to the page: key the unit (2 bytes, little-endian), value the
@@ -61,6 +64,11 @@ public:
     static bool loadTableData(std::span<const uint8_t> data, HashConvert& map, bool fromUnicode);
     // Reduces a single-byte page's to-Unicode map to the flat lookup.
     static void buildLookup(const HashConvert& map, UnicodeLookup& lookup);
+
+    // How often the page's stored data has been unpacked in this process:
+    // once for each direction built (and again by a thread that lost a race).
+    // For diagnostics and tests.
+    static uint32_t unpackCount(uint32_t codePage);
 };
 
 }  // namespace zenvary

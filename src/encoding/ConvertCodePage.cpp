@@ -22,6 +22,7 @@ bool skipsPairs(uint32_t codePage) {
 bool ConvertSteps::utf16ToCodePage(EncodingConvert& c, uint32_t to, const uint8_t* data, uint32_t n,
                                    DataBuffer& out) {
     c.m_trace.appendChar('C');
+    if (!CodeTables::has(to)) return false;
     const HashConvert* table = CodeTables::fromUnicode(to);
     if (table == nullptr) return false;
     return utf16ToTable(c, to, *table, CodeTables::isMultiByte(to), data, n, out);
@@ -84,12 +85,12 @@ bool ConvertSteps::codePageToUtf16(EncodingConvert& c, uint32_t from, const uint
                                    DataBuffer& out) {
     if (CodeTables::isMultiByte(from)) {
         c.m_trace.appendChar('H');
-        const HashConvert* table = CodeTables::toUnicodeMulti(from);
+        const HashConvert* table = CodeTables::has(from) ? CodeTables::toUnicodeMulti(from) : nullptr;
         if (table == nullptr) return false;
         return multiByteToUtf16(c, from, *table, data, n, out);
     }
     c.m_trace.appendChar('G');
-    const UnicodeLookup* lookup = CodeTables::toUnicodeSingle(from);
+    const UnicodeLookup* lookup = CodeTables::has(from) ? CodeTables::toUnicodeSingle(from) : nullptr;
     if (lookup == nullptr) return false;
 
     reserveMore(out, static_cast<uint64_t>(n) * 2);

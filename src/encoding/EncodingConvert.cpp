@@ -35,7 +35,8 @@ bool EncodingConvert::convert(uint32_t fromCodePage, uint32_t toCodePage, const 
         return true;
     }
 
-    // Special sources.
+    // Special sources: Mac Arabic takes its pre-pass; ISO-2022 text is first
+    // decoded to the bytes of its page (SpecialCodecs.h).
     DataBuffer macArabic;
     if (fromCodePage == kCodePageMacArabic && data != nullptr && n != 0) {
         macArabic.append(data, n);
@@ -75,13 +76,14 @@ bool EncodingConvert::convert(uint32_t fromCodePage, uint32_t toCodePage, const 
         default:
             break;
     }
+    // ISO-2022: the result is the first stage's.
     if (isIso2022Jp(toCodePage) || toCodePage == kCodePageIso2022Kr) {
         const bool japanese = toCodePage != kCodePageIso2022Kr;
         const bool ok = ConvertSteps::general(*this, fromCodePage, japanese ? kCodePageShiftJis : kCodePageKorean,
                                               data, n, mid);
-        const bool encoded = japanese ? shiftJisToIso2022Jp(mid.data(), mid.getSize(), out)
-                                      : koreanToIso2022Kr(mid.data(), mid.getSize(), out);
-        return encoded && ok;
+        if (japanese) shiftJisToIso2022Jp(mid.data(), mid.getSize(), out);
+        else koreanToIso2022Kr(mid.data(), mid.getSize(), out);
+        return ok;
     }
 
     return ConvertSteps::general(*this, fromCodePage, toCodePage, data, n, out);

@@ -16,10 +16,11 @@ uint32_t loadLe32(const uint8_t* p) {
     return p[0] | (p[1] << 8) | (p[2] << 16) | (static_cast<uint32_t>(p[3]) << 24);
 }
 
-// bzip2 cannot expand data by more than this factor (a run of one byte
-// compresses best); a stated size beyond it is damage, not data, and is not
-// worth an allocation.
-constexpr uint64_t kMaxExpansion = 50000;
+// What one byte of a bzip2 stream can stand for at the most: long runs of
+// one byte shrink about 51:1 in the first run-length pass and a 300 kB block
+// of those to a few dozen bytes (100 MiB of zeros is 238 bytes). A stated
+// size beyond this is damage, not data, and is not worth an allocation.
+constexpr uint64_t kMaxExpansion = 2000000;
 
 }  // namespace
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstring>
 #include <random>
 #include <string>
 
@@ -59,6 +60,18 @@ TEST(ZenvaryBzip2, LayoutAndToolInterop) {
         ASSERT_TRUE(ZenvaryBzip2().decompress(foreign, back));
         EXPECT_EQ(str(back), data);
     }
+}
+
+TEST(ZenvaryBzip2, HighlyCompressibleData) {
+    // 30 MB of zeros packs to a few hundred bytes: far above any naive
+    // bound on the expansion ratio.
+    DataBuffer zeros(30000000), packed, back;
+    zeros.setSize(30000000);
+    std::memset(zeros.getData(), 0, zeros.getSize());
+    ASSERT_TRUE(ZenvaryBzip2().compress(zeros, packed));
+    EXPECT_LT(packed.getSize(), 1000u);
+    ASSERT_TRUE(ZenvaryBzip2().decompress(packed, back));
+    EXPECT_TRUE(back.equals(zeros));
 }
 
 TEST(ZenvaryBzip2, EmptyAndDamagedInput) {

@@ -64,7 +64,7 @@ TEST(ConvertEngine, ByteOrderMarks) {
     EXPECT_EQ(r.out, bytes("x"));
 }
 
-TEST(ConvertEngine, SpecEdgeCases) {
+TEST(ConvertEngine, EdgeCases) {
     // Not in US-ASCII: dropped, reported. A no-break space becomes a space.
     Converted r = run(1200, 20127, u16le(u"\u00e9"));
     EXPECT_FALSE(r.ok);
@@ -90,7 +90,8 @@ TEST(ConvertEngine, SpecEdgeCases) {
     r = run(99999, 1200, bytes("abc"));
     EXPECT_FALSE(r.ok);
     EXPECT_TRUE(r.out.empty());
-    for (uint32_t unknown : {99999u, 1250u, 932u}) {
+    // Named pages without a table, and 28600 whose table isn't routed.
+    for (uint32_t unknown : {99999u, 709u, 20936u, 50930u, 28600u, 28601u}) {
         EXPECT_FALSE(run(unknown, 65001, bytes("abc")).ok) << unknown;
         EXPECT_TRUE(run(unknown, 65001, bytes("abc")).out.empty()) << unknown;
         EXPECT_FALSE(run(65001, unknown, bytes("abc")).ok) << unknown;
@@ -175,20 +176,32 @@ TEST(ConvertEngine, BigEndianTarget) {
     EXPECT_EQ(r.out, (Bytes{0x80, 'x'}));
 }
 
-TEST(ConvertEngine, SpecialPagesWithoutCodecYet) {
-    // UTF-7, UTF-32 and ISO-2022 have no codec in this build: false, nothing.
+TEST(ConvertEngine, SpecialPagesRoutes) {
+    // Each special page takes "abc" out and back through the engine.
     for (uint32_t special : {65000u, 65005u, 65006u, 50220u, 50221u, 50222u, 50225u}) {
         Converted to = run(65001, special, bytes("abc"));
-        EXPECT_FALSE(to.ok) << special;
-        EXPECT_TRUE(to.out.empty()) << special;
-        Converted from = run(special, 65001, bytes("abc"));
-        EXPECT_FALSE(from.ok) << special;
-        EXPECT_TRUE(from.out.empty()) << special;
+        EXPECT_TRUE(to.ok) << special;
+        EXPECT_FALSE(to.out.empty()) << special;
+        Converted back = run(special, 65001, to.out);
+        EXPECT_TRUE(back.ok) << special;
+        if (special != 50225) {
+            EXPECT_EQ(back.out, bytes("abc")) << special;
+        }
     }
-    // Mac Arabic passes its pre-pass, then needs its table.
-    Converted r = run(10004, 1200, bytes("abc"));
-    EXPECT_FALSE(r.ok);
+    // ISO-2022-KR: the header turns the double-byte set on, so ASCII right
+    // behind it reads as pairs; behind a shift in it is ASCII again.
+    Converted r = run(50225, 65001, {27, '$', ')', 'C', 15, 'a', 'b', 'c'});
+    EXPECT_TRUE(r.ok);
+    EXPECT_EQ(r.out, bytes("abc"));
+    // A decoding to nothing is true.
+    r = run(50220, 65001, {27, '$', 'B'});
+    EXPECT_TRUE(r.ok);
     EXPECT_TRUE(r.out.empty());
+    // Mac Arabic passes its pre-pass, then its table: the Arabic-Indic
+    // digits 0xB1 0xB2 come out reversed as ASCII.
+    r = run(10004, 65001, {'a', 0xB1, 0xB2, ' '});
+    EXPECT_TRUE(r.ok);
+    EXPECT_EQ(r.out, bytes("a21 "));
 }
 
 TEST(ConvertEngine, MacArabicPrePass) {
