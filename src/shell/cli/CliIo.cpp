@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -25,6 +26,17 @@ bool readAll(const std::string& path, DataBuffer& out, std::string& error) {
             return false;
         }
         if (got == 0) break;
+        // The buffer's own growth is linear; double it here so that large
+        // inputs are not copied over and over.
+        const uint64_t need = static_cast<uint64_t>(out.getSize()) + static_cast<uint64_t>(got);
+        if (need > out.getCapacity()) {
+            const uint64_t grown = std::max<uint64_t>(need, 2 * static_cast<uint64_t>(out.getCapacity()));
+            if (need > 0xFFFFFFF0u || !out.ensureCapacity(static_cast<uint32_t>(std::min<uint64_t>(grown, 0xFFFFFFF0u)))) {
+                error = "input too large";
+                if (!useStdin) ::close(fd);
+                return false;
+            }
+        }
         const uint32_t before = out.getSize();
         out.append(chunk, static_cast<uint32_t>(got));
         if (out.getSize() != before + static_cast<uint32_t>(got)) {
