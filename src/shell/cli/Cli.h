@@ -34,6 +34,7 @@ std::vector<Command> cipherCommands();
 std::vector<Command> compressionCommands();
 std::vector<Command> hashCommands();
 std::vector<Command> fileCommands();
+std::vector<Command> convertCommands();
 
 // The cipher options shared by encrypt, decrypt and the file commands; the
 // apply step sets the matching properties (0, or the usage exit code).

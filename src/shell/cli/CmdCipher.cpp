@@ -11,6 +11,7 @@ namespace {
 const std::vector<OptionSpec> kCipherOptions = {
     {"alg", true}, {"key-length", true}, {"mode", true},     {"padding", true},           {"key", true},
     {"iv", true},  {"encoding", true},   {"password", true}, {"rc2-effective-bits", true},
+    {"charset", true}, {"text", false},
 };
 
 bool parseHex(const std::string& text, DataBuffer& out) {
@@ -73,6 +74,7 @@ int applyCipherOptionsImpl(CommandContext& ctx) {
         c.put_IV(iv);
     }
     if (auto v = a.value("encoding")) c.put_EncodingMode(utf8(*v));
+    if (auto v = a.value("charset")) c.put_Charset(utf8(*v));
     return 0;
 }
 
@@ -84,10 +86,28 @@ const std::vector<OptionSpec>& cipherOptions() { return kCipherOptions; }
 
 namespace {
 
+XString inputText(const DataBuffer& input) {
+    XString text;
+    text.setFromUtf8(std::string_view(reinterpret_cast<const char*>(input.data()), input.getSize()));
+    return text;
+}
+
 int runEncrypt(CommandContext& ctx) {
     if (int rc = applyCipherOptions(ctx)) return rc;
     DataBuffer input;
     if (!readInput(ctx.args, input)) return kExitFailed;
+    if (ctx.args.has("text")) {
+        // UTF-8 text in, through the String methods and Charset.
+        const XString text = inputText(input);
+        if (ctx.args.has("encoding")) {
+            XString out;
+            if (!ctx.crypt.EncryptStringENC(text, out)) return memberFailed(ctx.crypt);
+            return writeOutput(out) ? kExitOk : kExitFailed;
+        }
+        auto out = ctx.crypt.EncryptString(text);
+        if (!out) return memberFailed(ctx.crypt);
+        return writeOutput(*out) ? kExitOk : kExitFailed;
+    }
     if (ctx.args.has("encoding")) {
         XString out;
         if (!ctx.crypt.EncryptBytesENC(input, out)) return memberFailed(ctx.crypt);
@@ -102,10 +122,22 @@ int runDecrypt(CommandContext& ctx) {
     if (int rc = applyCipherOptions(ctx)) return rc;
     DataBuffer input;
     if (!readInput(ctx.args, input)) return kExitFailed;
+    if (ctx.args.has("text")) {
+        // Text out, from bytes in Charset, written as UTF-8.
+        XString out;
+        bool ok;
+        if (ctx.args.has("encoding")) {
+            XString encoded = inputText(input);
+            ok = ctx.crypt.DecryptStringENC(encoded, out);
+        } else {
+            ok = ctx.crypt.DecryptString(input, out);
+        }
+        if (!ok) return memberFailed(ctx.crypt);
+        return writeOutput(out) ? kExitOk : kExitFailed;
+    }
     std::unique_ptr<DataBuffer> out;
     if (ctx.args.has("encoding")) {
-        XString text;
-        text.setFromUtf8(std::string_view(reinterpret_cast<const char*>(input.data()), input.getSize()));
+        XString text = inputText(input);
         out = ctx.crypt.DecryptBytesENC(text);
     } else {
         out = ctx.crypt.DecryptBytes(input);
@@ -127,7 +159,10 @@ int runDecrypt(CommandContext& ctx) {
     "                     bytes, 3 zeros, 4 blanks (2 to 4 only to a partial block)\n"     \
     "  --key HEX          the secret key; a short key is zero-filled\n"                    \
     "  --iv HEX           the IV (16 bytes for aes); all zeros when not given\n"           \
-    "  --encoding NAME    the ciphertext as text: base64, qp, hex, url\n"
+    "  --encoding NAME    the ciphertext as text: base64, qp, hex, url\n"              \
+    "  --text             the plaintext is UTF-8 text, converted to and from\n"          \
+    "                     --charset (default windows-1252) around the cipher\n"         \
+    "  --charset NAME     the charset of --text (utf-8, shift_jis, koi8-r, ...)\n"
 
 }  // namespace
 

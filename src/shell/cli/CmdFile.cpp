@@ -8,7 +8,8 @@ namespace {
 
 int runFile(CommandContext& ctx, bool encrypt) {
     if (ctx.args.operands().size() != 2) return usageError("give IN and OUT");
-    if (ctx.args.has("encoding")) return usageError("--encoding does not apply to files");
+    if (ctx.args.has("encoding") || ctx.args.has("text") || ctx.args.has("charset"))
+        return usageError("--encoding, --text and --charset do not apply to files");
     if (int rc = applyCipherOptions(ctx)) return rc;
     XString in, out;
     in.setFromUtf8(ctx.args.operands()[0].c_str());

@@ -26,7 +26,7 @@ const char kToolHelp[] =
 
 std::vector<Command> allCommands() {
     std::vector<Command> all;
-    for (auto&& family : {encodingCommands(), cipherCommands(), fileCommands(), hashCommands(), compressionCommands()})
+    for (auto&& family : {encodingCommands(), cipherCommands(), fileCommands(), hashCommands(), compressionCommands(), convertCommands()})
         for (auto& c : family) all.push_back(c);
     return all;
 }
