@@ -144,7 +144,7 @@ std::unique_ptr<DataBuffer> ClsCrypt::runCore(bool encrypt, DataBuffer& data, Lo
 // The IV as a cipher takes it: one block, zero-filled when shorter.
 void ClsCrypt::ivBlock(uint8_t block[16]) const {
     std::memset(block, 0, 16);
-    std::memcpy(block, m_iv.data(), std::min<uint32_t>(m_iv.getSize(), 16));
+    if (m_iv.getSize()) std::memcpy(block, m_iv.data(), std::min<uint32_t>(m_iv.getSize(), 16));
 }
 
 // Each cipher's set-up, in the order its calls are made. `decrypt` adds the
