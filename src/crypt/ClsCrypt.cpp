@@ -55,8 +55,10 @@ ClsCrypt::~ClsCrypt() = default;
 
 void ClsCrypt::get_Version(XString& out) const { out.setFromUtf8("4.3.0"); }
 
-int ClsCrypt::get_BlockSize() const {
-    switch (m_cryptAlgorithmId) {
+int ClsCrypt::get_BlockSize() const { return static_cast<int>(blockSizeOf(m_cryptAlgorithmId)); }
+
+uint32_t ClsCrypt::blockSizeOf(uint32_t algorithmId) {
+    switch (algorithmId) {
         case kAlgAes:
         case kAlgTwofish:
             return 16;

@@ -68,6 +68,9 @@ public:
     int get_PaddingScheme() const { return static_cast<int>(m_paddingScheme); }
     void put_PaddingScheme(int scheme) { m_paddingScheme = static_cast<uint32_t>(scheme); }
     int get_BlockSize() const;
+    // The block size of an algorithm id, by which chunks are cut; 0 for ids
+    // that are never chunked (public key, none, unknown).
+    static uint32_t blockSizeOf(uint32_t algorithmId);
     void get_CryptAlgorithm(XString& out);  // an id outside the table resets to AES
     void put_CryptAlgorithm(const XString& name);
     void get_CipherMode(XString& out) const;

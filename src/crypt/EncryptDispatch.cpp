@@ -20,24 +20,6 @@ namespace zenvary {
 
 namespace {
 
-// The block size by which chunks are cut; 0 for ids that are never chunked.
-uint32_t chunkBlockSize(uint32_t id) {
-    switch (id) {
-        case kAlgAes:
-        case kAlgTwofish:
-            return 16;
-        case kAlgBlowfish:
-        case kAlgBlowfish2:
-        case kAlgDes:
-        case kAlgRc2:
-            return 8;
-        case kAlgArc4:
-            return 1;
-        default:
-            return 0;
-    }
-}
-
 std::unique_ptr<DataBuffer> joined(const DataBuffer& head, const DataBuffer& tail) {
     auto out = std::make_unique<DataBuffer>();
     out->ensureCapacity(head.getSize() + tail.getSize());
@@ -65,7 +47,7 @@ std::unique_ptr<DataBuffer> ClsCrypt::runCore(bool encrypt, DataBuffer& data, Lo
     if (!encrypt) log.logDataInt("paddingScheme", static_cast<int32_t>(m_paddingScheme));
 
     const bool first = m_firstChunk, last = m_lastChunk, active = m_chunkActive;
-    const uint32_t blockSize = chunkBlockSize(m_cryptAlgorithmId);
+    const uint32_t blockSize = blockSizeOf(m_cryptAlgorithmId);
     DataBuffer& held = m_chunkLeftover;
 
     // A lone last chunk: everything so far was held back.
