@@ -70,33 +70,49 @@ constexpr uint8_t kRs[4][8] = {
 };
 
 // MDS column j times y, as a little-endian word.
-uint32_t mdsColumn(int j, uint8_t y) {
+constexpr uint32_t mdsColumn(int j, uint8_t y) {
     uint32_t w = 0;
     for (int i = 0; i < 4; ++i) w |= uint32_t(gfMul(kMds[i][j], y, kMdsPoly)) << (8 * i);
     return w;
 }
 
-uint8_t byteOf(uint32_t w, int n) { return uint8_t(w >> (8 * n)); }
+constexpr uint8_t byteOf(uint32_t w, int n) { return uint8_t(w >> (8 * n)); }
 
-// The q chain of h for byte position j, before the MDS step. `list` holds
-// the k words L0..L(k-1).
-uint8_t qChain(int j, uint8_t x, const uint32_t* list, int k) {
-    // Order of q per stage and byte position, from the outermost key word inwards.
-    static constexpr const ByteTable* kStage4[4] = {&kQ1, &kQ0, &kQ0, &kQ1};
-    static constexpr const ByteTable* kStage3[4] = {&kQ1, &kQ1, &kQ0, &kQ0};
-    static constexpr const ByteTable* kStage2[4] = {&kQ0, &kQ1, &kQ0, &kQ1};
-    static constexpr const ByteTable* kStage1[4] = {&kQ0, &kQ0, &kQ1, &kQ1};
-    static constexpr const ByteTable* kStage0[4] = {&kQ1, &kQ0, &kQ1, &kQ0};
-    if (k == 4) x = (*kStage4[j])[x] ^ byteOf(list[3], j);
-    if (k >= 3) x = (*kStage3[j])[x] ^ byteOf(list[2], j);
-    x = (*kStage2[j])[x] ^ byteOf(list[1], j);
-    x = (*kStage1[j])[x] ^ byteOf(list[0], j);
-    return (*kStage0[j])[x];
+// The q permutations of h per stage and byte position, from the outermost key
+// word (stage 4, used by 256-bit keys only) to the last one (stage 0) that
+// feeds the MDS matrix.
+constexpr const ByteTable* kStage4[4] = {&kQ1, &kQ0, &kQ0, &kQ1};
+constexpr const ByteTable* kStage3[4] = {&kQ1, &kQ1, &kQ0, &kQ0};
+constexpr const ByteTable* kStage2[4] = {&kQ0, &kQ1, &kQ0, &kQ1};
+constexpr const ByteTable* kStage1[4] = {&kQ0, &kQ0, &kQ1, &kQ1};
+constexpr const ByteTable* kStage0[4] = {&kQ1, &kQ0, &kQ1, &kQ0};
+
+using WordTables = std::array<std::array<uint32_t, 256>, 4>;
+
+// The last q stage of byte position j merged with MDS column j, so that the
+// key set-up makes each table entry with byte lookups and one word lookup.
+constexpr WordTables buildMdsQ() {
+    WordTables t{};
+    for (int j = 0; j < 4; ++j) {
+        for (int x = 0; x < 256; ++x) t[j][x] = mdsColumn(j, (*kStage0[j])[x]);
+    }
+    return t;
+}
+
+constexpr WordTables kMdsQ = buildMdsQ();
+
+// The q chain of h for byte position j, up to the merged last stage. `list`
+// holds the k words L0..L(k-1).
+inline uint8_t qChain(int j, uint8_t y, const uint32_t* list, int k) {
+    if (k == 4) y = (*kStage4[j])[y] ^ byteOf(list[3], j);
+    if (k >= 3) y = (*kStage3[j])[y] ^ byteOf(list[2], j);
+    y = (*kStage2[j])[y] ^ byteOf(list[1], j);
+    return (*kStage1[j])[y] ^ byteOf(list[0], j);
 }
 
 uint32_t h(uint32_t x, const uint32_t* list, int k) {
     uint32_t z = 0;
-    for (int j = 0; j < 4; ++j) z ^= mdsColumn(j, qChain(j, byteOf(x, j), list, k));
+    for (int j = 0; j < 4; ++j) z ^= kMdsQ[j][qChain(j, byteOf(x, j), list, k)];
     return z;
 }
 
@@ -143,7 +159,7 @@ void TwofishCore::setKey(std::span<const uint8_t> key) {
     }
 
     for (int j = 0; j < 4; ++j) {
-        for (int x = 0; x < 256; ++x) m_sbox[j][x] = mdsColumn(j, qChain(j, uint8_t(x), s, k));
+        for (int x = 0; x < 256; ++x) m_sbox[j][x] = kMdsQ[j][qChain(j, uint8_t(x), s, k)];
     }
     std::memset(bytes, 0, sizeof bytes);
 }
