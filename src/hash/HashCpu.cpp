@@ -1,4 +1,4 @@
-// Processor feature test for the SHA extensions.
+// Processor feature tests for the accelerated SHA compressors.
 #include "hash/HashCpu.h"
 
 #include <atomic>
@@ -26,6 +26,17 @@ bool detectShaNi() {
 #endif
 }
 
+// __builtin_cpu_supports also checks that the operating system saves the
+// 256-bit registers.
+bool detectAvx2Bmi2() {
+#if defined(__x86_64__) || defined(__i386__)
+    __builtin_cpu_init();
+    return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi2");
+#else
+    return false;
+#endif
+}
+
 std::atomic<bool> g_shaNiEnabled{true};
 
 }  // namespace
@@ -38,5 +49,12 @@ bool cpuHasShaNi() {
 void setShaNiEnabled(bool enabled) { g_shaNiEnabled.store(enabled, std::memory_order_relaxed); }
 
 bool shaNiActive() { return cpuHasShaNi() && g_shaNiEnabled.load(std::memory_order_relaxed); }
+
+bool cpuHasAvx2Bmi2() {
+    static const bool has = detectAvx2Bmi2();
+    return has;
+}
+
+bool sha512Avx2Active() { return cpuHasAvx2Bmi2() && g_shaNiEnabled.load(std::memory_order_relaxed); }
 
 }  // namespace zenvary

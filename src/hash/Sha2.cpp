@@ -61,6 +61,11 @@ void sha256Blocks(uint32_t state[8], const uint8_t* data, size_t blocks) {
     else sha256BlocksPortable(state, data, blocks);
 }
 
+void sha512Blocks(uint64_t state[8], const uint8_t* data, size_t blocks) {
+    if (sha512Avx2Active()) sha512BlocksAvx2(state, data, blocks);
+    else sha512BlocksPortable(state, data, blocks);
+}
+
 uint32_t sha2DigestSize(int32_t algorithm) {
     switch (algorithm) {
         case kSha2Sha1: return 20;

@@ -75,7 +75,7 @@ constexpr uint64_t kK512[80] = {
     S512_ROUND(c, d, e, f, g, h, a, b, 14, W, p, q);        \
     S512_ROUND(b, c, d, e, f, g, h, a, 15, W, q, p);
 
-void sha512Blocks(uint64_t state[8], const uint8_t* data, size_t blocks) {
+void sha512BlocksPortable(uint64_t state[8], const uint8_t* data, size_t blocks) {
     for (; blocks != 0; --blocks, data += 128) {
         uint64_t w[16];
         for (int i = 0; i < 16; ++i) w[i] = loadBe64(data + 8 * i);

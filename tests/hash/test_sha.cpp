@@ -1,8 +1,9 @@
 // SHA-1 and SHA-2: published answers, padding edges, random lengths and
-// splits against OpenSSL on both compressor paths, the state record, and the
-// streaming form over a source.
+// splits against OpenSSL on both compressor paths, the SHA-512 compressors
+// against each other, the state record, and the streaming form over a source.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "HashTestSupport.h"
@@ -10,6 +11,7 @@
 #include "hash/HashCpu.h"
 #include "hash/Sha1.h"
 #include "hash/Sha2.h"
+#include "hash/ShaBlocks.h"
 
 using namespace zvtest;
 using zenvary::DataBuffer;
@@ -159,6 +161,94 @@ TEST(ShaDifferential, AcceleratedAndPortableAgreeOnLongInput) {
     EXPECT_EQ(accel1, digestHex<Sha1>(m));
     EXPECT_EQ(accel256, digestHex<Sha256>(m));
     EXPECT_EQ(accel256, toHex(opensslDigest(EVP_sha256(), m)));
+}
+
+// The SHA-512 compressors called directly: every block count up to 40 (odd
+// counts end on a lone block, even ones only on pairs), from random chaining
+// words, at aligned and unaligned addresses, must leave the same words.
+TEST(ShaDifferential, Sha512Avx2CompressorMatchesPortable) {
+    if (!zenvary::cpuHasAvx2Bmi2()) GTEST_SKIP() << "no AVX2 and BMI2 on this processor";
+    std::mt19937 rng(512);
+    for (size_t blocks = 0; blocks <= 40; ++blocks) {
+        for (size_t offset : {size_t{0}, size_t{1}, size_t{7}, size_t{13}}) {
+            SCOPED_TRACE(testing::Message() << blocks << " blocks at offset " << offset);
+            const Bytes buffer = randomBytes(rng, offset + 128 * blocks);
+            uint64_t portable[8], avx2[8];
+            for (int i = 0; i < 8; ++i) portable[i] = avx2[i] = (uint64_t{rng()} << 32) | rng();
+            zenvary::sha512BlocksPortable(portable, buffer.data() + offset, blocks);
+            zenvary::sha512BlocksAvx2(avx2, buffer.data() + offset, blocks);
+            ASSERT_EQ(Bytes(reinterpret_cast<uint8_t*>(portable), reinterpret_cast<uint8_t*>(portable + 8)),
+                      Bytes(reinterpret_cast<uint8_t*>(avx2), reinterpret_cast<uint8_t*>(avx2 + 8)));
+        }
+    }
+    // Extreme words: all zero and all one bits, in data and in state.
+    for (uint8_t fill : {uint8_t{0x00}, uint8_t{0xFF}}) {
+        const Bytes buffer(128 * 3, fill);
+        uint64_t portable[8], avx2[8];
+        for (int i = 0; i < 8; ++i) portable[i] = avx2[i] = fill ? ~uint64_t{0} : 0;
+        zenvary::sha512BlocksPortable(portable, buffer.data(), 3);
+        zenvary::sha512BlocksAvx2(avx2, buffer.data(), 3);
+        EXPECT_TRUE(std::equal(portable, portable + 8, avx2));
+    }
+}
+
+// SHA-384 and SHA-512 through the classes: every length up to 1100 bytes in
+// one update, then long inputs in random pieces, on both paths against
+// OpenSSL, and the switch that picks the path.
+TEST(ShaDifferential, Sha512PathsMatchOpenSslOnManyLengthsAndSplits) {
+    std::mt19937 rng(384);
+    const Bytes base = randomBytes(rng, 1100);
+    for (bool portable : kPaths) {
+        SCOPED_TRACE(portable ? "portable" : "accelerated");
+        PortableOnly path(portable);
+        EXPECT_EQ(zenvary::sha512Avx2Active(), !portable && zenvary::cpuHasAvx2Bmi2());
+        for (size_t n = 0; n <= base.size(); ++n) {
+            const Bytes m(base.begin(), base.begin() + static_cast<long>(n));
+            ASSERT_EQ(digestHex<Sha512>(m), toHex(opensslDigest(EVP_sha512(), m))) << n;
+            ASSERT_EQ(digestHex<Sha384>(m), toHex(opensslDigest(EVP_sha384(), m))) << n;
+        }
+        for (int round = 0; round < 40; ++round) {
+            const size_t n = 1000 + rng() % 40000;
+            const Bytes m = randomBytes(rng, n);
+            const auto pieces = randomSplit(rng, n);
+            SCOPED_TRACE(n);
+            Sha384 s384;
+            Sha512 s512;
+            feedPieces(s384, m, pieces);
+            // SHA-512 also gets large pieces, so that many block pairs go
+            // to the compressor in one call.
+            size_t at = 0;
+            while (at < n) {
+                const size_t piece = std::min<size_t>(n - at, rng() % 2 ? rng() % 128 : rng() % 9000);
+                s512.update(m.data() + at, piece);
+                at += piece;
+            }
+            Bytes d384(48), d512(64);
+            s384.finish(d384.data());
+            s512.finish(d512.data());
+            ASSERT_EQ(toHex(d384), toHex(opensslDigest(EVP_sha384(), m)));
+            ASSERT_EQ(toHex(d512), toHex(opensslDigest(EVP_sha512(), m)));
+        }
+    }
+}
+
+// Both SHA-512 paths agree on one long input taken in a single update.
+TEST(ShaDifferential, Sha512Avx2AndPortableAgreeOnLongInput) {
+    if (!zenvary::cpuHasAvx2Bmi2()) GTEST_SKIP() << "no AVX2 and BMI2 on this processor";
+    std::mt19937 rng(3);
+    const Bytes m = randomBytes(rng, (1 << 20) + 129);
+    std::string accel384, accel512;
+    {
+        PortableOnly path(false);
+        EXPECT_TRUE(zenvary::sha512Avx2Active());
+        accel384 = digestHex<Sha384>(m);
+        accel512 = digestHex<Sha512>(m);
+    }
+    PortableOnly path(true);
+    EXPECT_FALSE(zenvary::sha512Avx2Active());
+    EXPECT_EQ(accel384, digestHex<Sha384>(m));
+    EXPECT_EQ(accel512, digestHex<Sha512>(m));
+    EXPECT_EQ(accel512, toHex(opensslDigest(EVP_sha512(), m)));
 }
 
 TEST(Sha1Class, OneShotFormsAppendAndNullInputIsIgnored) {
