@@ -87,6 +87,10 @@ const Case& cp1252ToUtf8() {
     static const Case c{1252, 65001, "CP1252", "UTF-8", makeText("CP1252", false, 2)};
     return c;
 }
+const Case& utf16ToCp1252() {
+    static const Case c{1200, 1252, "UTF-16LE", "CP1252", glibcConvert("UTF-16LE", "CP1252", cp1252ToUtf8().input)};
+    return c;
+}
 const Case& sjisToUtf8() {
     static const Case c{932, 65001, "CP932", "UTF-8", makeText("CP932", true, 3)};
     return c;
@@ -145,6 +149,8 @@ BENCHMARK_CAPTURE(ours, utf8, utf8ToUtf16)->Name("charset_utf8_to_utf16le/1MiB/z
 BENCHMARK_CAPTURE(glibc, utf8, utf8ToUtf16)->Name("charset_utf8_to_utf16le/1MiB/glibc");
 BENCHMARK_CAPTURE(ours, cp1252, cp1252ToUtf8)->Name("charset_cp1252_to_utf8/1MiB/zenvary");
 BENCHMARK_CAPTURE(glibc, cp1252, cp1252ToUtf8)->Name("charset_cp1252_to_utf8/1MiB/glibc");
+BENCHMARK_CAPTURE(ours, cp1252Out, utf16ToCp1252)->Name("charset_utf16le_to_cp1252/1MiB/zenvary");
+BENCHMARK_CAPTURE(glibc, cp1252Out, utf16ToCp1252)->Name("charset_utf16le_to_cp1252/1MiB/glibc");
 BENCHMARK_CAPTURE(ours, sjis, sjisToUtf8)->Name("charset_cp932_to_utf8/1MiB/zenvary");
 BENCHMARK_CAPTURE(glibc, sjis, sjisToUtf8)->Name("charset_cp932_to_utf8/1MiB/glibc");
 BENCHMARK_CAPTURE(ours, gbk, gbkToUtf16)->Name("charset_cp936_to_utf16le/1MiB/zenvary");

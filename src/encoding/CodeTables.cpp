@@ -5,6 +5,7 @@
 #include <new>
 
 #include "core/DataBuffer.h"
+#include "encoding/FlatTables.h"
 #include "encoding/tables/TableIndex.h"
 
 namespace zenvary {
@@ -88,6 +89,8 @@ struct Slot {
     std::atomic<HashConvert*> fromUnicode{nullptr};
     std::atomic<UnicodeLookup*> toUnicodeSingle{nullptr};
     std::atomic<HashConvert*> toUnicodeMulti{nullptr};
+    std::atomic<FromUnicodeFlat*> fromUnicodeFlat{nullptr};
+    std::atomic<ToUnicodeFlat*> toUnicodeFlat{nullptr};
     std::atomic<uint32_t> unpacks{0};
 };
 
@@ -199,6 +202,32 @@ const HashConvert* CodeTables::toUnicodeMulti(uint32_t codePage) {
     if (map == nullptr) return nullptr;
     fillMap(*source, *map, false);
     return publish(slot.toUnicodeMulti, map);
+}
+
+const FromUnicodeFlat* CodeTables::fromUnicodeFlat(uint32_t codePage) {
+    const TableSource* source = findSource(codePage);
+    if (source == nullptr) return nullptr;
+    Slot& slot = slotOf(source);
+    if (FromUnicodeFlat* t = slot.fromUnicodeFlat.load(std::memory_order_acquire)) return t;
+    const HashConvert* map = fromUnicode(codePage);
+    if (map == nullptr) return nullptr;
+    auto* flat = new (std::nothrow) FromUnicodeFlat;
+    if (flat == nullptr) return nullptr;
+    buildFromUnicodeFlat(*map, *flat);
+    return publish(slot.fromUnicodeFlat, flat);
+}
+
+const ToUnicodeFlat* CodeTables::toUnicodeFlat(uint32_t codePage) {
+    const TableSource* source = findSource(codePage);
+    if (source == nullptr || !source->multiByte) return nullptr;
+    Slot& slot = slotOf(source);
+    if (ToUnicodeFlat* t = slot.toUnicodeFlat.load(std::memory_order_acquire)) return t;
+    const HashConvert* map = toUnicodeMulti(codePage);
+    if (map == nullptr) return nullptr;
+    auto* flat = new (std::nothrow) ToUnicodeFlat;
+    if (flat == nullptr) return nullptr;
+    buildToUnicodeFlat(*map, *flat);
+    return publish(slot.toUnicodeFlat, flat);
 }
 
 }  // namespace zenvary

@@ -26,6 +26,7 @@
 #include <cstdint>
 #include <span>
 
+#include "encoding/FlatTables.h"
 #include "encoding/HashConvert.h"
 
 namespace zenvary {
@@ -57,6 +58,11 @@ public:
     // The page to UTF-16 for a multi-byte page: key 1 to 4 bytes, value the
     // unit (2 bytes, little-endian); null for an unknown or single-byte page.
     static const HashConvert* toUnicodeMulti(uint32_t codePage);
+
+    // Flat lookups derived from the maps above, built on first use and kept
+    // with them (FlatTables.h); null when the page or its map is missing.
+    static const FromUnicodeFlat* fromUnicodeFlat(uint32_t codePage);
+    static const ToUnicodeFlat* toUnicodeFlat(uint32_t codePage);
 
     // Adds table data to `map` in one direction. A difference table is
     // applied only with `fromUnicode`, and is skipped (true) otherwise.

@@ -61,6 +61,46 @@ inline bool reserveMore(DataBuffer& out, uint64_t extra) {
     return want <= UINT32_MAX && out.ensureCapacity(static_cast<uint32_t>(want));
 }
 
+// Writes straight into a DataBuffer's own block: room is reserved up front
+// and the size set once at the end. Not usable on a borrowed buffer or when
+// the reservation fails; the callers then take their ByteSink loops.
+class RawSink {
+public:
+    RawSink(DataBuffer& out, uint64_t extra) : m_out(out) {
+        if (!reserveMore(out, extra) || out.isBorrowed()) return;
+        m_base = out.getData();
+        if (m_base == nullptr) return;
+        m_cursor = m_base + out.getSize();
+        m_end = m_base + out.getCapacity();
+    }
+    RawSink(const RawSink&) = delete;
+    RawSink& operator=(const RawSink&) = delete;
+
+    bool usable() const { return m_base != nullptr; }
+    uint8_t*& cursor() { return m_cursor; }
+    // Makes room for `k` more bytes past the cursor; false when out of memory.
+    bool room(uint32_t k) {
+        if (static_cast<uint64_t>(m_end - m_cursor) >= k) return true;
+        const uint32_t used = static_cast<uint32_t>(m_cursor - m_base);
+        m_out.setSize(used);
+        if (!reserveMore(m_out, static_cast<uint64_t>(k) + used / 2)) return false;
+        m_base = m_out.getData();
+        m_cursor = m_base + used;
+        m_end = m_base + m_out.getCapacity();
+        return true;
+    }
+    void finish() { m_out.setSize(static_cast<uint32_t>(m_cursor - m_base)); }
+
+private:
+    DataBuffer& m_out;
+    uint8_t* m_base = nullptr;
+    uint8_t* m_cursor = nullptr;
+    uint8_t* m_end = nullptr;
+};
+
+struct FromUnicodeFlat;
+struct ToUnicodeFlat;
+
 class ConvertSteps {
 public:
     // The marks that wrap a stage-one error output for stage two: the bytes
@@ -91,10 +131,14 @@ public:
 
     // The table halves of the two code page roads, given the table itself.
     // `codePage` picks the page-specific rules (Arabic digits, pair skips).
+    // With a flat lookup derived from `table` and the default error action
+    // they take a faster loop with the same results.
     static bool utf16ToTable(EncodingConvert& c, uint32_t codePage, const HashConvert& table, bool multiByte,
-                             const uint8_t* data, uint32_t n, DataBuffer& out);
+                             const uint8_t* data, uint32_t n, DataBuffer& out,
+                             const FromUnicodeFlat* flat = nullptr);
     static bool multiByteToUtf16(EncodingConvert& c, uint32_t codePage, const HashConvert& table,
-                                 const uint8_t* data, uint32_t n, DataBuffer& out);
+                                 const uint8_t* data, uint32_t n, DataBuffer& out,
+                                 const ToUnicodeFlat* flat = nullptr);
 };
 
 }  // namespace zenvary

@@ -128,4 +128,16 @@ void HashConvert::copyReversedInto(HashConvert& other) const {
     }
 }
 
+void HashConvert::forEachEntry(EntryVisitor visit, void* context) const {
+    for (uint32_t b = 0; b < m_bucketCount; ++b) {
+        const uint8_t* e = m_buckets[b];
+        if (e == nullptr) continue;
+        while (*e != 0) {
+            const uint8_t* v = e + 1 + e[0];
+            visit(context, e + 1, e[0], v + 1, v[0]);
+            e = v + 1 + v[0];
+        }
+    }
+}
+
 }  // namespace zenvary

@@ -32,6 +32,11 @@ public:
     const uint8_t* find(const uint8_t* key, uint32_t keyLength, uint32_t& valueLength) const;
     // Adds each entry to `other` with key and value exchanged.
     void copyReversedInto(HashConvert& other) const;
+    // Calls `visit` on every entry, bucket by bucket and in each bucket in
+    // the order added, so among equal keys the one `find` answers comes first.
+    using EntryVisitor = void (*)(void* context, const uint8_t* key, uint32_t keyLength, const uint8_t* value,
+                                  uint32_t valueLength);
+    void forEachEntry(EntryVisitor visit, void* context) const;
 
     // Whether a key of this length beginning with `lead` was ever added. A
     // quick test before a lookup; it may say yes for a removed key.
