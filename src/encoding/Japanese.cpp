@@ -1,6 +1,7 @@
 #include "encoding/Japanese.h"
 
 #include "core/DataBuffer.h"
+#include "encoding/ConvertSteps.h"
 
 namespace zenvary {
 
@@ -34,42 +35,18 @@ bool isKana(uint8_t b) { return b >= 161 && b <= 223; }
 bool takesVoicedMark(uint8_t kana) { return (kana >= 182 && kana <= 196) || (kana >= 202 && kana <= 206) || kana == 179; }
 bool takesSemiVoicedMark(uint8_t kana) { return kana >= 202 && kana <= 206; }
 
-class Chunk {
-public:
-    explicit Chunk(DataBuffer& out) : m_out(out) {}
-    ~Chunk() { flush(); }
-    Chunk(const Chunk&) = delete;
-    Chunk& operator=(const Chunk&) = delete;
-    void put(uint8_t b) {
-        if (m_used == sizeof m_block) flush();
-        m_block[m_used++] = b;
-    }
-    void put(const uint8_t (&bytes)[3]) {
-        for (uint8_t b : bytes) put(b);
-    }
-    void flush() {
-        m_out.append(m_block, m_used);
-        m_used = 0;
-    }
-
-private:
-    DataBuffer& m_out;
-    uint32_t m_used = 0;
-    uint8_t m_block[512];
-};
-
 }  // namespace
 
 bool Japanese::shiftJisToIso2022Jp(const uint8_t* data, uint32_t n, DataBuffer& out) const {
     if (data == nullptr || n == 0) return true;
-    Chunk chunk(out);
+    ByteSink chunk(out);
     bool kanji = false;
     auto enterKanji = [&] {
-        if (!kanji) chunk.put(kToKanji);
+        if (!kanji) chunk.put(kToKanji, sizeof kToKanji);
         kanji = true;
     };
     auto leaveKanji = [&] {
-        if (kanji) chunk.put(kToAscii);
+        if (kanji) chunk.put(kToAscii, sizeof kToAscii);
         kanji = false;
     };
     uint32_t i = 0;
@@ -125,7 +102,7 @@ bool Japanese::shiftJisToIso2022Jp(const uint8_t* data, uint32_t n, DataBuffer& 
 bool Japanese::iso2022JpToShiftJis(const uint8_t* data, uint32_t n, DataBuffer& out) const {
     if (data == nullptr || n == 0) return true;
     enum class State { ascii, kanji, kana };
-    Chunk chunk(out);
+    ByteSink chunk(out);
     State state = State::ascii;
     uint32_t i = 0;
     while (i < n) {

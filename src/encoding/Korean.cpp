@@ -1,6 +1,7 @@
 #include "encoding/Korean.h"
 
 #include "core/DataBuffer.h"
+#include "encoding/ConvertSteps.h"
 
 namespace zenvary {
 
@@ -10,28 +11,6 @@ constexpr uint8_t kEsc = 27;
 constexpr uint8_t kShiftOut = 14;  // into the double-byte set
 constexpr uint8_t kShiftIn = 15;   // back to ASCII
 constexpr uint8_t kHeader[4] = {kEsc, '$', ')', 'C'};
-
-// Output goes to the buffer in chunks of 200 bytes.
-class Chunk {
-public:
-    explicit Chunk(DataBuffer& out) : m_out(out) {}
-    ~Chunk() { flush(); }
-    Chunk(const Chunk&) = delete;
-    Chunk& operator=(const Chunk&) = delete;
-    void put(uint8_t b) {
-        if (m_used == sizeof m_block) flush();
-        m_block[m_used++] = b;
-    }
-    void flush() {
-        m_out.append(m_block, m_used);
-        m_used = 0;
-    }
-
-private:
-    DataBuffer& m_out;
-    uint32_t m_used = 0;
-    uint8_t m_block[200];
-};
 
 bool isHeaderAt(const uint8_t* data, uint32_t n, uint32_t i) {
     if (n - i < 4) return false;
@@ -48,7 +27,7 @@ bool isHeaderAt(const uint8_t* data, uint32_t n, uint32_t i) {
 // 161) makes proper ISO-2022-KR.
 bool Korean::toIso2022Kr(const uint8_t* data, uint32_t n, DataBuffer& out) const {
     if (data == nullptr || n == 0) return true;
-    Chunk chunk(out);
+    ByteSink chunk(out);
     for (uint8_t b : kHeader) chunk.put(b);
     bool doubleByte = false;
     uint32_t i = 0;
@@ -81,7 +60,7 @@ bool Korean::toIso2022Kr(const uint8_t* data, uint32_t n, DataBuffer& out) const
 // 128 (a lone last byte is dropped); otherwise bytes are copied.
 bool Korean::fromIso2022Kr(const uint8_t* data, uint32_t n, DataBuffer& out) const {
     if (data == nullptr || n == 0) return true;
-    Chunk chunk(out);
+    ByteSink chunk(out);
     bool doubleByte = false;
     uint32_t i = 0;
     while (i < n) {

@@ -16,6 +16,7 @@
 #include <array>
 
 #include "core/DataBuffer.h"
+#include "encoding/ConvertSteps.h"
 #include "encoding/SpecialCodecs.h"
 #include "encoding/Utf16.h"
 
@@ -48,35 +49,13 @@ constexpr std::array<int8_t, 256> kSextet = makeSextets();
 bool isDirect(uint16_t unit) { return unit < 128 && kDirect[unit]; }
 bool isBase64(uint16_t unit) { return unit < 128 && kSextet[unit] >= 0; }
 
-// Collects output bytes and hands them to the buffer in blocks.
-class Writer {
-public:
-    explicit Writer(DataBuffer& out) : m_out(out) {}
-    ~Writer() { flush(); }
-    Writer(const Writer&) = delete;
-    Writer& operator=(const Writer&) = delete;
-    void put(uint8_t b) {
-        if (m_used == sizeof m_block) flush();
-        m_block[m_used++] = b;
-    }
-    void flush() {
-        m_out.append(m_block, m_used);
-        m_used = 0;
-    }
-
-private:
-    DataBuffer& m_out;
-    uint32_t m_used = 0;
-    uint8_t m_block[1024];
-};
-
 }  // namespace
 
 bool utf16ToUtf7(const uint8_t* data, uint32_t n, DataBuffer& out) {
     const bool ok = (n & 1) == 0;
     n &= ~1u;
     if (data == nullptr || n == 0) return ok;
-    Writer w(out);
+    ByteSink w(out);
     bool inRun = false;
     uint32_t bits = 0;    // pending bits, right-aligned
     uint32_t nbits = 0;   // how many
@@ -116,7 +95,7 @@ bool utf16ToUtf7(const uint8_t* data, uint32_t n, DataBuffer& out) {
 
 bool utf7ToUtf16(const uint8_t* data, uint32_t n, DataBuffer& out) {
     if (data == nullptr || n == 0) return true;
-    Writer w(out);
+    ByteSink w(out);
     auto putUnit = [&w](uint16_t unit) {
         w.put(static_cast<uint8_t>(unit));
         w.put(static_cast<uint8_t>(unit >> 8));
