@@ -116,10 +116,11 @@ class FileHashAndCompressionCommands(unittest.TestCase):
                 self.assertEqual(from_file.stdout.lower(), ref, alg)
                 raw = run("hash", "--alg", alg, data=data)
                 self.assertEqual(raw.stdout.hex().encode(), ref, alg)
-        mac = run("hmac", "--alg", "sha256", "--key", "6B6579", "--encoding", "hex", data=b"message")
-        ref = subprocess.run(["openssl", "dgst", "-sha256", "-hmac", "key"], input=b"message",
-                             capture_output=True, check=True).stdout.split()[-1]
-        self.assertEqual(mac.stdout.lower(), ref)
+        for alg in ("sha1", "sha256", "md5"):
+            mac = run("hmac", "--alg", alg, "--key", "6B6579", "--encoding", "hex", data=b"message")
+            ref = subprocess.run(["openssl", "dgst", "-" + alg, "-mac", "HMAC", "-macopt", "hexkey:6B6579"],
+                                 input=b"message", capture_output=True, check=True).stdout.split()[-1]
+            self.assertEqual(mac.stdout.lower(), ref, alg)
         self.assertEqual(run("hmac", "--alg", "sha1").returncode, 2)
         self.assertEqual(run("hash", "/no/such/file").returncode, 1)
 
