@@ -20,19 +20,19 @@ bool CliArgs::parse(int argc, char** argv, int first, const std::vector<OptionSp
             inlineValue = name.substr(eq + 1);
             name.resize(eq);
         }
-        const OptionSpec* spec = nullptr;
+        const OptionSpec* option = nullptr;
         for (const auto& s : accepted)
-            if (name == s.name) spec = &s;
-        if (!spec) {
+            if (name == s.name) option = &s;
+        if (!option) {
             error = "unknown option --" + name;
             return false;
         }
-        if (m_values.count(name) && !spec->repeatable) {
+        if (m_values.count(name) && !option->repeatable) {
             error = "option --" + name + " given twice";
             return false;
         }
         auto& slot = m_values[name];
-        if (!spec->takesValue) {
+        if (!option->takesValue) {
             if (inlineValue) {
                 error = "option --" + name + " takes no value";
                 return false;
