@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "cipher/ChainBlock.h"
 #include "cipher/des/DesCore.h"
 
 namespace zenvary {
@@ -125,17 +126,6 @@ std::unique_ptr<DataBuffer> ZenvaryDes::encryptPadded(DataBuffer& data, uint8_t 
     return out;
 }
 
-// Puts the chaining block of the encrypting chunk calls in place: 8 bytes,
-// zeros when the frame's buffer holds fewer.
-uint8_t* ZenvaryDes::prepareChain(DataBuffer& chain) {
-    if (chain.getSize() < 8) {
-        static const uint8_t kZeros[8] = {};
-        chain.clear();
-        chain.append(kZeros, 8);
-    }
-    return chain.getSize() >= 8 ? chain.getData() : nullptr;
-}
-
 std::unique_ptr<DataBuffer> ZenvaryDes::EncryptAll(DataBuffer& data, LogBase* log) {
     if (data.getSize() == 0) return std::make_unique<DataBuffer>();
     return encryptPadded(data, m_iv);
@@ -153,21 +143,21 @@ std::unique_ptr<DataBuffer> ZenvaryDes::EncryptFirst(DataBuffer& data, DataBuffe
     if (data.getSize() == 0) return std::make_unique<DataBuffer>();
     chain.clear();
     chain.append(m_iv, 8);
-    uint8_t* value = prepareChain(chain);
+    uint8_t* value = prepareChain8(chain);
     if (!value) return std::make_unique<DataBuffer>();
     return encrypt(data, value);
 }
 
 std::unique_ptr<DataBuffer> ZenvaryDes::EncryptMiddle(DataBuffer& data, DataBuffer& chain, LogBase* log) {
     if (data.getSize() == 0) return std::make_unique<DataBuffer>();
-    uint8_t* value = prepareChain(chain);
+    uint8_t* value = prepareChain8(chain);
     if (!value) return std::make_unique<DataBuffer>();
     return encrypt(data, value);
 }
 
 std::unique_ptr<DataBuffer> ZenvaryDes::EncryptLast(DataBuffer& data, DataBuffer& chain, LogBase* log) {
     if (data.getSize() == 0) return std::make_unique<DataBuffer>();
-    uint8_t* value = prepareChain(chain);
+    uint8_t* value = prepareChain8(chain);
     if (!value) return std::make_unique<DataBuffer>();
     return encryptPadded(data, value);
 }

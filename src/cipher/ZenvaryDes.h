@@ -72,7 +72,6 @@ private:
     std::unique_ptr<DataBuffer> decrypt(const DataBuffer& in, uint8_t chain[8]) const;
     std::unique_ptr<DataBuffer> encryptPadded(DataBuffer& data, uint8_t chain[8]);
     std::unique_ptr<DataBuffer> decryptChunk(DataBuffer& data, uint8_t* chain, bool first, bool last, LogBase* log);
-    static uint8_t* prepareChain(DataBuffer& chain);
 
     uint32_t m_encKeys[96] = {};
     uint32_t m_decKeys[96] = {};

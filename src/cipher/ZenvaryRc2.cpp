@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "cipher/ChainBlock.h"
+
 namespace zenvary {
 
 ZenvaryRc2::ZenvaryRc2() {
@@ -76,15 +78,6 @@ std::unique_ptr<DataBuffer> ZenvaryRc2::encryptPadded(DataBuffer& data, uint8_t 
     return out;
 }
 
-uint8_t* ZenvaryRc2::prepareChain(DataBuffer& chain) {
-    if (chain.getSize() < 8) {
-        static const uint8_t kZeros[8] = {};
-        chain.clear();
-        chain.append(kZeros, 8);
-    }
-    return chain.getSize() >= 8 ? chain.getData() : nullptr;
-}
-
 std::unique_ptr<DataBuffer> ZenvaryRc2::EncryptAll(DataBuffer& data, LogBase* log) {
     if (data.getSize() == 0) return std::make_unique<DataBuffer>();
     return encryptPadded(data, m_iv);
@@ -100,14 +93,14 @@ std::unique_ptr<DataBuffer> ZenvaryRc2::DecryptAll(DataBuffer& data, LogBase* lo
 
 std::unique_ptr<DataBuffer> ZenvaryRc2::EncryptMiddle(DataBuffer& data, DataBuffer& chain, LogBase* log) {
     if (data.getSize() == 0) return std::make_unique<DataBuffer>();
-    uint8_t* value = prepareChain(chain);
+    uint8_t* value = prepareChain8(chain);
     if (!value) return std::make_unique<DataBuffer>();
     return encrypt(data, value);
 }
 
 std::unique_ptr<DataBuffer> ZenvaryRc2::EncryptLast(DataBuffer& data, DataBuffer& chain, LogBase* log) {
     if (data.getSize() == 0) return std::make_unique<DataBuffer>();
-    uint8_t* value = prepareChain(chain);
+    uint8_t* value = prepareChain8(chain);
     if (!value) return std::make_unique<DataBuffer>();
     return encryptPadded(data, value);
 }
