@@ -213,6 +213,8 @@ private:
     static void keepEncryptChain(const DataBuffer* out, DataBuffer& chain);
     bool cryptFile(bool encrypt, const XString& inPath, const XString& outPath, ProgressEvent* progress);
     // Text in Charset to bytes, and bytes in Charset back to text.
+    bool cryptEncoded(bool encrypt, XString& encoded, XString& out);
+    bool cryptBuffer(bool encrypt, DataBuffer& in, DataBuffer& out);
     void textToBytes(const XString& text, DataBuffer& out) const;
     bool bytesToText(const DataBuffer& bytes, XString& out) const;
     void passwordKey(const XString& password, DataBuffer& out) const;

@@ -63,59 +63,40 @@ bool ClsCrypt::DecryptStringENC(XString& encoded, XString& out) {
     return true;
 }
 
-bool ClsCrypt::EncryptEncoded(XString& encoded, XString& out) {
-    MethodFrame frame(*this, "EncryptEncoded");
+// Encoded text in, encoded text out, both by the name of EncodingMode.
+bool ClsCrypt::cryptEncoded(bool encrypt, XString& encoded, XString& out) {
+    MethodFrame frame(*this, encrypt ? "EncryptEncoded" : "DecryptEncoded");
     out.clear();
     XString mode;
     get_EncodingMode(mode);
     DataBuffer data;
     decodeByName(encoded, mode, data, true);
-    auto result = EncryptCore(data, frame.log());
+    auto result = encrypt ? EncryptCore(data, frame.log()) : DecryptCore(data, frame.log());
     if (!result) return false;
     encodeByName(*result, mode, out, true);
     return true;
 }
 
-bool ClsCrypt::DecryptEncoded(XString& encoded, XString& out) {
-    MethodFrame frame(*this, "DecryptEncoded");
-    out.clear();
-    XString mode;
-    get_EncodingMode(mode);
-    DataBuffer data;
-    decodeByName(encoded, mode, data, true);
-    auto result = DecryptCore(data, frame.log());
-    if (!result) return false;
-    encodeByName(*result, mode, out, true);
-    return true;
-}
+bool ClsCrypt::EncryptEncoded(XString& encoded, XString& out) { return cryptEncoded(true, encoded, out); }
+bool ClsCrypt::DecryptEncoded(XString& encoded, XString& out) { return cryptEncoded(false, encoded, out); }
 
-bool ClsCrypt::Encrypt(DataBuffer& in, DataBuffer& out) {
-    MethodFrame frame(*this, "Encrypt");
+// Buffer in, buffer out, with the sizes in the log.
+bool ClsCrypt::cryptBuffer(bool encrypt, DataBuffer& in, DataBuffer& out) {
+    MethodFrame frame(*this, encrypt ? "Encrypt" : "Decrypt");
     out.clear();
-    auto result = EncryptCore(in, frame.log());
+    auto result = encrypt ? EncryptCore(in, frame.log()) : DecryptCore(in, frame.log());
     if (!result) {
-        frame.log().logError("Failed to encrypt data");
+        frame.log().logError(encrypt ? "Failed to encrypt data" : "Failed to decrypt data");
         return false;
     }
     out.takeFrom(result.get());
     frame.log().logDataInt("originalDataSize", static_cast<int32_t>(in.getSize()));
-    frame.log().logDataInt("encryptedDataSize", static_cast<int32_t>(out.getSize()));
+    frame.log().logDataInt(encrypt ? "encryptedDataSize" : "decryptedDataSize", static_cast<int32_t>(out.getSize()));
     return true;
 }
 
-bool ClsCrypt::Decrypt(DataBuffer& in, DataBuffer& out) {
-    MethodFrame frame(*this, "Decrypt");
-    out.clear();
-    auto result = DecryptCore(in, frame.log());
-    if (!result) {
-        frame.log().logError("Failed to decrypt data");
-        return false;
-    }
-    out.takeFrom(result.get());
-    frame.log().logDataInt("originalDataSize", static_cast<int32_t>(in.getSize()));
-    frame.log().logDataInt("decryptedDataSize", static_cast<int32_t>(out.getSize()));
-    return true;
-}
+bool ClsCrypt::Encrypt(DataBuffer& in, DataBuffer& out) { return cryptBuffer(true, in, out); }
+bool ClsCrypt::Decrypt(DataBuffer& in, DataBuffer& out) { return cryptBuffer(false, in, out); }
 
 bool ClsCrypt::BytesToString(const DataBuffer& data, const XString& charsetName, XString& out) {
     MethodFrame frame(*this, "BytesToString");
