@@ -9,4 +9,4 @@ $SUDO apt-get install -y -q --no-install-recommends \
   build-essential cmake ninja-build pkg-config python3 \
   libssl-dev openssl libbz2-dev bzip2 \
   libgtest-dev libgmock-dev libbenchmark-dev \
-  clang libclang-rt-dev time
+  clang libclang-rt-dev time ccache
