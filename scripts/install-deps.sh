@@ -9,4 +9,5 @@ $SUDO apt-get install -y -q --no-install-recommends \
   build-essential cmake ninja-build pkg-config python3 \
   libssl-dev openssl libbz2-dev bzip2 \
   libgtest-dev libgmock-dev libbenchmark-dev \
-  clang libclang-rt-dev time ccache
+  clang libclang-rt-dev time ccache \
+  help2man man-db python3-pip python3-setuptools python3-wheel

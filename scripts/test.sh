@@ -21,3 +21,7 @@ cmake --build "$dir" -j "$(nproc)"
 export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 ctest --test-dir "$dir" --output-on-failure -j "$(nproc)"
+# The installed package as a user meets it: pkg-config, find_package, the man
+# page and pip. Not in the sanitizer build, whose libraries would need the
+# sanitizer runtime in every program that links them.
+if [ "$dir" = build ]; then ./tests/install/check_install.sh "$dir"; fi

@@ -20,9 +20,9 @@ struct ComponentName {
 // One row per host kind; a kind missing here logs no "Component" line.
 constexpr ComponentName kComponentNames[] = {
     {ClsBase::kComponentActiveX, "ActiveX"},
-    {ClsBase::kComponentC, "C"},
-    {ClsBase::kComponentPython, "Python"},
-    {ClsBase::kComponentCli, "CLI"},
+    {ClsBase::kComponentNet1, ".NET 1.*"},
+    {ClsBase::kComponentNet2, ".NET 2.0"},
+    {ClsBase::kComponentNet2x64, ".NET 2.0 / x64"},
 };
 
 // The user name limited like a 400-character buffer; empty when the

@@ -18,12 +18,17 @@ inline constexpr const char* kBuildDate = "May 31 2008";
 
 class ClsBase : public ZenvaryObject {
 public:
-    // Kinds of caller that logUserAndComponent names. 3 is the original
-    // ActiveX host; 1, 2 and 264 were kept for other bindings and are ours.
+    // Kinds of caller that logUserAndComponent names: the ActiveX host (3)
+    // and the three reserved kinds 1, 2 and 264.
     static constexpr int32_t kComponentActiveX = 3;
-    static constexpr int32_t kComponentC = 1;
-    static constexpr int32_t kComponentPython = 2;
-    static constexpr int32_t kComponentCli = 264;
+    static constexpr int32_t kComponentNet1 = 1;
+    static constexpr int32_t kComponentNet2 = 2;
+    static constexpr int32_t kComponentNet2x64 = 264;
+    // Kinds of our own bindings. They are outside the table above, so their
+    // frames write no "Component" line.
+    static constexpr int32_t kBindingC = 1001;
+    static constexpr int32_t kBindingPython = 1002;
+    static constexpr int32_t kBindingCli = 1003;
 
     ClsBase() = default;
     ~ClsBase() override = default;

@@ -86,7 +86,10 @@ TEST(ClsBase, UserAndComponent) {
         const char* component;
     };
     const Case cases[] = {
-        {3, "ActiveX"}, {1, "C"}, {2, "Python"}, {264, "CLI"}, {0, nullptr}, {4, nullptr}, {-1, nullptr},
+        {3, "ActiveX"}, {1, ".NET 1.*"}, {2, ".NET 2.0"}, {264, ".NET 2.0 / x64"}, {0, nullptr}, {4, nullptr},
+        {-1, nullptr},
+        // The bindings' own kinds write no component line.
+        {ClsBase::kBindingC, nullptr}, {ClsBase::kBindingPython, nullptr}, {ClsBase::kBindingCli, nullptr},
     };
     for (const Case& c : cases) {
         ClsBase obj;
@@ -95,7 +98,7 @@ TEST(ClsBase, UserAndComponent) {
         if (c.component) expected += std::string("  Component: ") + c.component + "\r\n";
         EXPECT_EQ(lastText(obj), expected) << c.kind;
     }
-    EXPECT_STREQ(ClsBase::componentName(264), "CLI");
+    EXPECT_STREQ(ClsBase::componentName(264), ".NET 2.0 / x64");
     EXPECT_EQ(ClsBase::componentName(5), nullptr);
 }
 

@@ -53,7 +53,15 @@ class PythonModule(unittest.TestCase):
         self.assertEqual(v.LastErrorText, "ZenvaryLog:\r\n")
         self.assertEqual(v.LastErrorXml, "<ZenvaryLog>\r\n</ZenvaryLog>\r\n")
         v.ReEncode("41", "hex", "hex")
-        self.assertIn("Component: Python\r\n", v.LastErrorText)
+        # The Python kind writes the user but no component line.
+        self.assertIn("Username: ", v.LastErrorText)
+        self.assertNotIn("Component:", v.LastErrorText)
+        # The reserved kinds keep their own texts.
+        for kind, text in ((3, "ActiveX"), (1, ".NET 1.*"), (2, ".NET 2.0"), (264, ".NET 2.0 / x64")):
+            zenvary._lib.zenvary_set_binding_kind(v._h, kind)
+            v.ReEncode("41", "hex", "hex")
+            self.assertIn("Component: %s\r\n" % text, v.LastErrorText)
+        zenvary._lib.zenvary_set_binding_kind(v._h, 1002)
         self.assertIn("<ReEncode>", v.LastErrorXml)
         self.assertIn("ReEncode:<blockquote>", v.LastErrorHtml)
         with tempfile.TemporaryDirectory() as d:

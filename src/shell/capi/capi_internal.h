@@ -10,10 +10,12 @@
 
 namespace zenvary::capi {
 
-// Component kinds that the bindings log under "Component".
-inline constexpr int kKindC = ClsBase::kComponentC;
-inline constexpr int kKindPython = ClsBase::kComponentPython;
-inline constexpr int kKindCli = ClsBase::kComponentCli;
+// Component kinds of the bindings; none of them writes a "Component" line.
+inline constexpr int kKindC = ClsBase::kBindingC;
+inline constexpr int kKindPython = ClsBase::kBindingPython;
+inline constexpr int kKindCli = ClsBase::kBindingCli;
+static_assert(ZV_KIND_C == kKindC && ZV_KIND_PYTHON == kKindPython && ZV_KIND_CLI == kKindCli,
+              "zenvary.h and ClsBase disagree on the binding kinds");
 
 // Runs one call; memory exhaustion becomes ZV_NOMEM instead of escaping.
 template <class F>

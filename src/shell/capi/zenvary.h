@@ -50,8 +50,14 @@ ZV_API void zenvary_set_ansi_code_page(unsigned codePage);
 ZV_API ZenvaryVault2 *ZenvaryVault2_Create(void);
 ZV_API void ZenvaryVault2_Dispose(ZenvaryVault2 *obj);
 
-/* The kind of caller that the log names under "Component": 1 "C" (the
-   default for this interface), 2 "Python", 264 "CLI". */
+/* The kind of caller, the argument of the log's user and component lines.
+   Our bindings have kinds of their own, which write no "Component" line:
+   ZV_KIND_C (the default of this interface), ZV_KIND_PYTHON, ZV_KIND_CLI.
+   The kinds 3, 1, 2 and 264 write "ActiveX", ".NET 1.*", ".NET 2.0" and
+   ".NET 2.0 / x64"; any other kind writes none. */
+#define ZV_KIND_C 1001
+#define ZV_KIND_PYTHON 1002
+#define ZV_KIND_CLI 1003
 ZV_API void zenvary_set_binding_kind(ZenvaryVault2 *obj, int kind);
 
 /* The last method's log. */
@@ -192,6 +198,122 @@ typedef void (*zv_percent_done_fn)(void *context, long percentDone, int *abort);
 typedef void (*zv_abort_check_fn)(void *context, int *abort);
 ZV_API void ZenvaryVault2_SetEvents(ZenvaryVault2 *obj, zv_percent_done_fn percentDone, zv_abort_check_fn abortCheck,
                                     void *context);
+
+/* ------------------------------------------------------------------------
+ * ZenvaryOmaDrm: DCF files of OMA DRM version 1 (content type, content URI,
+ * a header block, and AES-128-CBC content behind a 16-byte IV).
+ *
+ * Same conventions as above. To create a file set Base64Key, the IV
+ * (put_IV or SetEncodedIV), ContentType, ContentUri and Headers, then
+ * LoadUnencryptedData or LoadUnencryptedFile, then CreateDcfFile. No key or
+ * IV is generated, and an IV set after the data was loaded does not apply to
+ * it. CreateDcfFile fails (ZV_FAILED, with a partial file left behind) when
+ * any of content type, URI, headers, IV or encrypted data is empty.
+ * ------------------------------------------------------------------------ */
+
+typedef struct ZenvaryOmaDrm ZenvaryOmaDrm;
+
+/* Lifecycle. Create returns NULL only when memory is out. */
+ZV_API ZenvaryOmaDrm *ZenvaryOmaDrm_Create(void);
+ZV_API void ZenvaryOmaDrm_Dispose(ZenvaryOmaDrm *obj);
+/* The kind of caller that the log names under "Component", as for
+   zenvary_set_binding_kind. */
+ZV_API void ZenvaryOmaDrm_SetBindingKind(ZenvaryOmaDrm *obj, int kind);
+
+/* The last method's log. */
+ZV_API int ZenvaryOmaDrm_get_LastErrorText(ZenvaryOmaDrm *obj, char **out);
+ZV_API int ZenvaryOmaDrm_get_LastErrorXml(ZenvaryOmaDrm *obj, char **out);
+ZV_API int ZenvaryOmaDrm_get_LastErrorHtml(ZenvaryOmaDrm *obj, char **out);
+ZV_API int ZenvaryOmaDrm_SaveLastError(ZenvaryOmaDrm *obj, const char *path);
+
+/* Properties. Base64Key is stored as given and decoded at each use; IV
+   keeps all its bytes though the cipher takes the first 16; DecryptedData
+   decrypts the stored content on each call (a wrong key is not detected). */
+ZV_API int ZenvaryOmaDrm_get_Base64Key(ZenvaryOmaDrm *obj, char **out);
+ZV_API int ZenvaryOmaDrm_put_Base64Key(ZenvaryOmaDrm *obj, const char *key);
+ZV_API long ZenvaryOmaDrm_get_DrmContentVersion(ZenvaryOmaDrm *obj);
+ZV_API int ZenvaryOmaDrm_get_ContentType(ZenvaryOmaDrm *obj, char **out);
+ZV_API int ZenvaryOmaDrm_put_ContentType(ZenvaryOmaDrm *obj, const char *contentType);
+ZV_API int ZenvaryOmaDrm_get_ContentUri(ZenvaryOmaDrm *obj, char **out);
+ZV_API int ZenvaryOmaDrm_put_ContentUri(ZenvaryOmaDrm *obj, const char *contentUri);
+ZV_API int ZenvaryOmaDrm_get_Headers(ZenvaryOmaDrm *obj, char **out);
+ZV_API int ZenvaryOmaDrm_put_Headers(ZenvaryOmaDrm *obj, const char *headers);
+ZV_API int ZenvaryOmaDrm_get_IV(ZenvaryOmaDrm *obj, unsigned char **out, size_t *outLen);
+ZV_API int ZenvaryOmaDrm_put_IV(ZenvaryOmaDrm *obj, const unsigned char *data, size_t len);
+ZV_API int ZenvaryOmaDrm_get_EncryptedData(ZenvaryOmaDrm *obj, unsigned char **out, size_t *outLen);
+ZV_API int ZenvaryOmaDrm_get_DecryptedData(ZenvaryOmaDrm *obj, unsigned char **out, size_t *outLen);
+
+/* Methods. LoadDcfFile and LoadDcfData give ZV_FAILED for a file that can't
+   be read or parsed; GetHeaderField gives ZV_FAILED and "" when the field is
+   absent (names compare without regard to case). */
+ZV_API int ZenvaryOmaDrm_LoadDcfFile(ZenvaryOmaDrm *obj, const char *filename);
+ZV_API int ZenvaryOmaDrm_LoadDcfData(ZenvaryOmaDrm *obj, const unsigned char *data, size_t len);
+ZV_API int ZenvaryOmaDrm_SaveDecrypted(ZenvaryOmaDrm *obj, const char *filename);
+ZV_API int ZenvaryOmaDrm_GetHeaderField(ZenvaryOmaDrm *obj, const char *fieldName, char **out);
+ZV_API int ZenvaryOmaDrm_LoadUnencryptedData(ZenvaryOmaDrm *obj, const unsigned char *data, size_t len);
+ZV_API int ZenvaryOmaDrm_SetEncodedIV(ZenvaryOmaDrm *obj, const char *encodedIV, const char *encoding);
+ZV_API int ZenvaryOmaDrm_LoadUnencryptedFile(ZenvaryOmaDrm *obj, const char *filename);
+ZV_API int ZenvaryOmaDrm_CreateDcfFile(ZenvaryOmaDrm *obj, const char *filename);
+
+/* ------------------------------------------------------------------------
+ * ZvStringArray: an ordered list of UTF-8 strings, standalone (no member of
+ * the other objects takes one).
+ *
+ * Comparisons are exact, byte by byte. Indexes count from 0. Text results
+ * are set even on failure ("" then) and released with zenvary_free.
+ * Serialize gives each string as base64 followed by a comma, which
+ * AppendSerialized reads back (ZV_FAILED, nothing added, for a piece that is
+ * not base64). LoadFromFile replaces the contents by the lines of a UTF-8
+ * file (a BOM skipped, LF or CR LF line ends); SaveToFile writes one string
+ * per line, ended by LF, or CR LF when Crlf is set.
+ * ------------------------------------------------------------------------ */
+
+typedef struct ZvStringArray ZvStringArray;
+
+/* Lifecycle. Create returns NULL only when memory is out. */
+ZV_API ZvStringArray *ZvStringArray_Create(void);
+ZV_API void ZvStringArray_Dispose(ZvStringArray *arr);
+
+ZV_API long ZvStringArray_get_Count(ZvStringArray *arr);
+ZV_API long ZvStringArray_get_Crlf(ZvStringArray *arr);
+ZV_API void ZvStringArray_put_Crlf(ZvStringArray *arr, long crlf);
+
+/* Adding. InsertAt puts the string before `index` (at or past the end it
+   appends); a negative index is ZV_FAILED. */
+ZV_API int ZvStringArray_Append(ZvStringArray *arr, const char *str);
+ZV_API int ZvStringArray_Prepend(ZvStringArray *arr, const char *str);
+ZV_API int ZvStringArray_InsertAt(ZvStringArray *arr, long index, const char *str);
+ZV_API int ZvStringArray_AppendSerialized(ZvStringArray *arr, const char *serialized);
+ZV_API int ZvStringArray_LoadFromFile(ZvStringArray *arr, const char *path);
+
+/* Reading. Contains is 1 or 0; Find gives the first index at or after
+   firstIndex, or -1. GetString, LastString and Pop are ZV_FAILED for a
+   missing string. */
+ZV_API long ZvStringArray_Contains(ZvStringArray *arr, const char *str);
+ZV_API long ZvStringArray_Find(ZvStringArray *arr, const char *str, long firstIndex);
+ZV_API int ZvStringArray_GetString(ZvStringArray *arr, long index, char **out);
+ZV_API int ZvStringArray_LastString(ZvStringArray *arr, char **out);
+ZV_API int ZvStringArray_Serialize(ZvStringArray *arr, char **out);
+ZV_API int ZvStringArray_SaveToFile(ZvStringArray *arr, const char *path);
+
+/* Removing. Remove drops every equal string (ZV_FAILED when there was
+   none); Pop removes the last string and gives it. */
+ZV_API int ZvStringArray_Clear(ZvStringArray *arr);
+ZV_API int ZvStringArray_Remove(ZvStringArray *arr, const char *str);
+ZV_API int ZvStringArray_RemoveAt(ZvStringArray *arr, long index);
+ZV_API int ZvStringArray_Pop(ZvStringArray *arr, char **out);
+
+/* Whole-list operations. Unique keeps the first of equal strings; Trim
+   strips blanks, tabs, CR and LF at both ends of each string; Sort is a
+   stable byte-order sort. Union appends the strings of `other` that are
+   missing, Intersect keeps those that `other` holds, Subtract drops them;
+   `other` may be `arr` itself. */
+ZV_API int ZvStringArray_Unique(ZvStringArray *arr);
+ZV_API int ZvStringArray_Trim(ZvStringArray *arr);
+ZV_API int ZvStringArray_Sort(ZvStringArray *arr, long ascending);
+ZV_API int ZvStringArray_Union(ZvStringArray *arr, const ZvStringArray *other);
+ZV_API int ZvStringArray_Intersect(ZvStringArray *arr, const ZvStringArray *other);
+ZV_API int ZvStringArray_Subtract(ZvStringArray *arr, const ZvStringArray *other);
 
 #ifdef __cplusplus
 }

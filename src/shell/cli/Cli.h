@@ -18,6 +18,8 @@ enum ExitCode { kExitOk = 0, kExitFailed = 1, kExitUsage = 2 };
 struct CommandContext {
     ClsCrypt& crypt;
     const CliArgs& args;
+    bool showLog = false;   // --log was given
+    bool logShown = false;  // the command printed the log of an object of its own
 };
 
 struct Command {
@@ -35,6 +37,7 @@ std::vector<Command> compressionCommands();
 std::vector<Command> hashCommands();
 std::vector<Command> fileCommands();
 std::vector<Command> convertCommands();
+std::vector<Command> drmCommands();
 
 // The cipher options shared by encrypt, decrypt and the file commands; the
 // apply step sets the matching properties (0, or the usage exit code).

@@ -26,7 +26,7 @@ const char kToolHelp[] =
 
 std::vector<Command> allCommands() {
     std::vector<Command> all;
-    for (auto&& family : {encodingCommands(), cipherCommands(), fileCommands(), hashCommands(), compressionCommands(), convertCommands()})
+    for (auto&& family : {encodingCommands(), cipherCommands(), fileCommands(), hashCommands(), compressionCommands(), convertCommands(), drmCommands()})
         for (auto& c : family) all.push_back(c);
     return all;
 }
@@ -81,9 +81,9 @@ int main(int argc, char** argv) {
 
     ClsCrypt crypt;
     crypt.setComponentKind(capi::kKindCli);
-    CommandContext ctx{crypt, args};
+    CommandContext ctx{crypt, args, showLog};
     const int rc = command->run(ctx);
-    if (showLog && rc != kExitUsage) {
+    if (showLog && rc != kExitUsage && !ctx.logShown) {
         XString log;
         crypt.get_LastErrorText(log);
         std::fwrite(log.getUtf8(), 1, log.getUtf8Length(), stderr);

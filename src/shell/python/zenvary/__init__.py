@@ -16,10 +16,10 @@ import ctypes
 import glob
 import os
 
-__all__ = ["ZenvaryVault2", "Width", "ZenvaryError", "ansi_code_page", "set_ansi_code_page"]
+__all__ = ["ZenvaryVault2", "ZenvaryOmaDrm", "Width", "ZenvaryError", "ansi_code_page", "set_ansi_code_page"]
 
 ZV_OK, ZV_FAILED, ZV_NOMEM, ZV_BADARG = 0, 1, -1, -2
-_KIND_PYTHON = 2
+_KIND_PYTHON = 1002  # ZV_KIND_PYTHON: writes no "Component" line
 
 
 class ZenvaryError(Exception):
@@ -471,3 +471,219 @@ class ZenvaryVault2(_Object):
 
     def ReEncode(self, data, fromEncoding, toEncoding):
         return self._call_text("ReEncode", data, fromEncoding, toEncoding)[1]
+
+
+_lib.ZenvaryOmaDrm_Create.restype = _c_obj
+_lib.ZenvaryOmaDrm_Dispose.argtypes = [_c_obj]
+_lib.ZenvaryOmaDrm_Dispose.restype = None
+_lib.ZenvaryOmaDrm_SetBindingKind.argtypes = [_c_obj, ctypes.c_int]
+_lib.ZenvaryOmaDrm_SetBindingKind.restype = None
+
+
+class ZenvaryOmaDrm(_Object):
+    """The DRM object: DCF files of OMA DRM version 1 (AES-128-CBC content).
+
+    To create a file set Base64Key, IV (or SetEncodedIV), ContentType,
+    ContentUri and Headers, then LoadUnencryptedData or LoadUnencryptedFile,
+    then CreateDcfFile. No key or IV is generated here.
+    """
+
+    _prefix = "ZenvaryOmaDrm_"
+
+    def __init__(self):
+        self._h = _lib.ZenvaryOmaDrm_Create()
+        if not self._h:
+            raise MemoryError("zenvary: out of memory")
+        _lib.ZenvaryOmaDrm_SetBindingKind(self._h, _KIND_PYTHON)
+
+    def __del__(self):
+        h, self._h = getattr(self, "_h", None), None
+        if h:
+            _lib.ZenvaryOmaDrm_Dispose(h)
+
+    LastErrorText = _text_property("LastErrorText", writable=False)
+    LastErrorXml = _text_property("LastErrorXml", writable=False)
+    LastErrorHtml = _text_property("LastErrorHtml", writable=False)
+    Base64Key = _text_property("Base64Key")
+    ContentType = _text_property("ContentType")
+    ContentUri = _text_property("ContentUri")
+    Headers = _text_property("Headers")
+    DrmContentVersion = _long_property("DrmContentVersion", writable=False)
+    IV = _bytes_property("IV")
+
+    def _get_bytes(self, name):
+        out, size = ctypes.POINTER(ctypes.c_ubyte)(), ctypes.c_size_t()
+        _check(self._fn(name, [_c_bytes_out, _c_size_out])(self._h, ctypes.byref(out), ctypes.byref(size)))
+        return self._take_bytes(out, size)
+
+    @property
+    def EncryptedData(self):
+        return self._get_bytes("get_EncryptedData")
+
+    @property
+    def DecryptedData(self):
+        """Decrypts the stored content on each read; a wrong key is not detected."""
+        return self._get_bytes("get_DecryptedData")
+
+    def _status(self, name, *texts):
+        return 1 if _check(self._fn(name, [ctypes.c_char_p] * len(texts))(self._h, *map(_text_arg, texts))) else 0
+
+    def _bytes_status(self, name, value):
+        data = _to_bytes(value)[0]
+        return 1 if _check(self._fn(name, [ctypes.c_char_p, ctypes.c_size_t])(self._h, data, len(data))) else 0
+
+    def SaveLastError(self, path):
+        return self._status("SaveLastError", path)
+
+    def LoadDcfFile(self, filename):
+        return self._status("LoadDcfFile", filename)
+
+    def LoadDcfData(self, data):
+        return self._bytes_status("LoadDcfData", data)
+
+    def SaveDecrypted(self, filename):
+        return self._status("SaveDecrypted", filename)
+
+    def GetHeaderField(self, fieldName):
+        """The field's value, or None when the header block has no such field."""
+        ok, value = self._call_text("GetHeaderField", fieldName)
+        return value if ok else None
+
+    def LoadUnencryptedData(self, data):
+        self._bytes_status("LoadUnencryptedData", data)
+
+    def SetEncodedIV(self, encodedIV, encoding):
+        self._status("SetEncodedIV", encodedIV, encoding)
+
+    def LoadUnencryptedFile(self, filename):
+        return self._status("LoadUnencryptedFile", filename)
+
+    def CreateDcfFile(self, filename):
+        return self._status("CreateDcfFile", filename)
+
+
+_lib.ZvStringArray_Create.restype = _c_obj
+_lib.ZvStringArray_Dispose.argtypes = [_c_obj]
+_lib.ZvStringArray_Dispose.restype = None
+
+
+class ZvStringArray(_Object):
+    """An ordered list of strings, standalone: no member of the other objects
+    takes one. Comparisons are exact. Serialize gives each string as base64
+    followed by a comma; AppendSerialized reads that back. LoadFromFile and
+    SaveToFile use one UTF-8 line per string (CR LF line ends when Crlf is
+    set). Members that look a string up give None when there is none.
+    """
+
+    _prefix = "ZvStringArray_"
+
+    def __init__(self, strings=()):
+        self._h = _lib.ZvStringArray_Create()
+        if not self._h:
+            raise MemoryError("zenvary: out of memory")
+        for s in strings:
+            self.Append(s)
+
+    def __del__(self):
+        h, self._h = getattr(self, "_h", None), None
+        if h:
+            _lib.ZvStringArray_Dispose(h)
+
+    def __len__(self):
+        return self.Count
+
+    def __iter__(self):
+        return iter([self.GetString(i) for i in range(self.Count)])
+
+    Count = _long_property("Count", writable=False)
+
+    @property
+    def Crlf(self):
+        return bool(self._fn("get_Crlf", [], ctypes.c_long)(self._h))
+
+    @Crlf.setter
+    def Crlf(self, value):
+        self._fn("put_Crlf", [ctypes.c_long], None)(self._h, 1 if value else 0)
+
+    def _status(self, name, *texts):
+        return _check(self._fn(name, [ctypes.c_char_p] * len(texts))(self._h, *[_text_arg(t) for t in texts]))
+
+    def _found(self, ok_text):
+        ok, text = ok_text
+        return text if ok else None
+
+    def _other(self, name, other):
+        if not isinstance(other, ZvStringArray):
+            raise TypeError("zenvary: %s takes a ZvStringArray" % name)
+        _check(self._fn(name, [_c_obj])(self._h, other._h))
+
+    def Append(self, text):
+        return self._status("Append", text)
+
+    def Prepend(self, text):
+        return self._status("Prepend", text)
+
+    def InsertAt(self, index, text):
+        return _check(self._fn("InsertAt", [ctypes.c_long, ctypes.c_char_p])(self._h, int(index), _text_arg(text)))
+
+    def Clear(self):
+        self._status("Clear")
+
+    def Contains(self, text):
+        return bool(self._fn("Contains", [ctypes.c_char_p], ctypes.c_long)(self._h, _text_arg(text)))
+
+    def Find(self, text, firstIndex=0):
+        fn = self._fn("Find", [ctypes.c_char_p, ctypes.c_long], ctypes.c_long)
+        return fn(self._h, _text_arg(text), int(firstIndex))
+
+    def GetString(self, index):
+        fn = self._fn("GetString", [ctypes.c_long, _c_text_out])
+        out = ctypes.c_void_p()
+        ok = _check(fn(self._h, int(index), ctypes.byref(out)))
+        return self._found((ok, _take_text(out)))
+
+    def LastString(self):
+        return self._found(self._call_text("LastString"))
+
+    def Pop(self):
+        return self._found(self._call_text("Pop"))
+
+    def Remove(self, text):
+        """Removes every string equal to `text`; False when there was none."""
+        return self._status("Remove", text)
+
+    def RemoveAt(self, index):
+        return _check(self._fn("RemoveAt", [ctypes.c_long])(self._h, int(index)))
+
+    def Unique(self):
+        self._status("Unique")
+
+    def Trim(self):
+        self._status("Trim")
+
+    def Sort(self, ascending=True):
+        _check(self._fn("Sort", [ctypes.c_long])(self._h, 1 if ascending else 0))
+
+    def Union(self, other):
+        self._other("Union", other)
+
+    def Intersect(self, other):
+        self._other("Intersect", other)
+
+    def Subtract(self, other):
+        self._other("Subtract", other)
+
+    def Serialize(self):
+        return self._call_text("Serialize")[1]
+
+    def AppendSerialized(self, text):
+        return self._status("AppendSerialized", text)
+
+    def LoadFromFile(self, path):
+        return self._status("LoadFromFile", path)
+
+    def SaveToFile(self, path):
+        return self._status("SaveToFile", path)
+
+
+__all__ += ["ZvStringArray"]
