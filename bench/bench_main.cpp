@@ -9,7 +9,9 @@
 //                   sha256, iconv_utf8_to_latin1, bzip2_compress
 //   size            the input size, e.g. 1MiB, 64KiB, 16B
 //   implementation  "zenvary" for our code; any other word names the peer
-//                   measured on the same input, e.g. openssl, glibc, libbz2
+//                   measured on the same input, e.g. openssl, glibc, libbz2,
+//                   or bzip2 for the command-line tool (an external process:
+//                   its rows use manual timing, see bench_bzip2.cpp)
 //
 // Benchmarks that share <operation>/<size> form one row of the table, one row
 // per peer, with the ratio ours / peer of the throughput (bytes per second),
