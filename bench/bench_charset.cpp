@@ -87,8 +87,44 @@ const Case& cp1252ToUtf8() {
     static const Case c{1252, 65001, "CP1252", "UTF-8", makeText("CP1252", false, 2)};
     return c;
 }
+// UTF-8 of the Windows-1252 text above: mostly 2-byte Latin letters.
+const Case& utf8LatinToUtf16() {
+    static const Case c{65001, 1200, "UTF-8", "UTF-16LE", glibcConvert("UTF-8", "CP1252", cp1252ToUtf8().input)};
+    return c;
+}
+
+// UTF-8 of mostly ASCII text: one character in twenty is one of the upper
+// half of the Windows-1252 text, in turn.
+const Case& utf8AsciiToUtf16() {
+    static const Case c = [] {
+        const Bytes& latin = cp1252ToUtf8().input;
+        std::mt19937 rng(5);
+        Bytes text;
+        size_t k = 0;
+        while (text.size() < kSize) {
+            if (rng() % 20 != 0) {
+                text.push_back(static_cast<uint8_t>(32 + rng() % 95));
+                continue;
+            }
+            while (latin[k % latin.size()] < 128) ++k;
+            text.push_back(latin[k++ % latin.size()]);
+        }
+        return Case{65001, 1200, "UTF-8", "UTF-16LE", glibcConvert("UTF-8", "CP1252", text)};
+    }();
+    return c;
+}
 const Case& utf16ToCp1252() {
     static const Case c{1200, 1252, "UTF-16LE", "CP1252", glibcConvert("UTF-16LE", "CP1252", cp1252ToUtf8().input)};
+    return c;
+}
+// The reverse of the UTF-8 rows: the same texts in UTF-16 to UTF-8.
+const Case& utf16ToUtf8() {
+    static const Case c{1200, 65001, "UTF-16LE", "UTF-8", glibcConvert("UTF-16LE", "UTF-8", utf8ToUtf16().input)};
+    return c;
+}
+const Case& utf16AsciiToUtf8() {
+    static const Case c{1200, 65001, "UTF-16LE", "UTF-8",
+                        glibcConvert("UTF-16LE", "UTF-8", utf8AsciiToUtf16().input)};
     return c;
 }
 const Case& sjisToUtf8() {
@@ -147,6 +183,14 @@ void glibc(benchmark::State& state, const Case& (*get)()) {
 
 BENCHMARK_CAPTURE(ours, utf8, utf8ToUtf16)->Name("charset_utf8_to_utf16le/1MiB/zenvary");
 BENCHMARK_CAPTURE(glibc, utf8, utf8ToUtf16)->Name("charset_utf8_to_utf16le/1MiB/glibc");
+BENCHMARK_CAPTURE(ours, utf8Latin, utf8LatinToUtf16)->Name("charset_utf8_latin_to_utf16le/1MiB/zenvary");
+BENCHMARK_CAPTURE(glibc, utf8Latin, utf8LatinToUtf16)->Name("charset_utf8_latin_to_utf16le/1MiB/glibc");
+BENCHMARK_CAPTURE(ours, utf8Ascii, utf8AsciiToUtf16)->Name("charset_utf8_ascii_to_utf16le/1MiB/zenvary");
+BENCHMARK_CAPTURE(glibc, utf8Ascii, utf8AsciiToUtf16)->Name("charset_utf8_ascii_to_utf16le/1MiB/glibc");
+BENCHMARK_CAPTURE(ours, utf8Out, utf16ToUtf8)->Name("charset_utf16le_to_utf8/1MiB/zenvary");
+BENCHMARK_CAPTURE(glibc, utf8Out, utf16ToUtf8)->Name("charset_utf16le_to_utf8/1MiB/glibc");
+BENCHMARK_CAPTURE(ours, utf8AsciiOut, utf16AsciiToUtf8)->Name("charset_utf16le_ascii_to_utf8/1MiB/zenvary");
+BENCHMARK_CAPTURE(glibc, utf8AsciiOut, utf16AsciiToUtf8)->Name("charset_utf16le_ascii_to_utf8/1MiB/glibc");
 BENCHMARK_CAPTURE(ours, cp1252, cp1252ToUtf8)->Name("charset_cp1252_to_utf8/1MiB/zenvary");
 BENCHMARK_CAPTURE(glibc, cp1252, cp1252ToUtf8)->Name("charset_cp1252_to_utf8/1MiB/glibc");
 BENCHMARK_CAPTURE(ours, cp1252Out, utf16ToCp1252)->Name("charset_utf16le_to_cp1252/1MiB/zenvary");

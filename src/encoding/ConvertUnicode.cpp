@@ -1,10 +1,9 @@
 // The UTF-8 roads of the conversion engine.
-#include <array>
 #include <cstring>
 
-#include "encoding/AsciiRuns.h"
 #include "encoding/ConvertSteps.h"
 #include "encoding/Utf16.h"
+#include "encoding/Utf8Select.h"
 #include "encoding/Utf8Handler.h"
 
 namespace zenvary {
@@ -14,40 +13,16 @@ namespace zenvary {
 // the one the writers use, so written marks pass through as U+EFFD.
 namespace {
 
-// utf16ToUtf8 written through a RawSink: the same reading, with runs of
-// ASCII narrowed a block at a time.
+// utf16ToUtf8 written through a RawSink: the block encoder takes the runs
+// without a mark; each position where it stops is read carefully here.
 void utf16ToUtf8Raw(bool readMarkers, const uint8_t* data, uint32_t n, RawSink& raw) {
+    const Utf8Encoder& encoder = utf8EncoderActive();
     uint8_t* p = raw.cursor();
     uint32_t i = 0;
     while (n - i >= 2) {
-        // Room is reserved at 3 bytes a unit, so while two units remain a
-        // character may be stored as a whole 4-byte word.
-        while (n - i >= 4) {
-            if (n - i >= 16) {
-                const uint32_t k = asciiUnitsToBytes(data + i, n - i, p, true);
-                i += k;
-                p += k / 2;
-                if (n - i < 4) break;
-            }
-            // Up to 8 units without branches on their length.
-            const uint32_t stop = n - i >= 18 ? i + 16 : n - 2;
-            while (i < stop) {
-                const uint32_t unit = readUnitLE(data + i);
-                if (unit == 0xFDEF && readMarkers) break;
-                const uint32_t two = (0xC0u | (unit >> 6)) | ((0x80u | (unit & 0x3F)) << 8);
-                const uint32_t three = (0xE0u | (unit >> 12)) | ((0x80u | ((unit >> 6) & 0x3F)) << 8) |
-                                       ((0x80u | (unit & 0x3F)) << 16);
-                // Selected by masks: a ternary here compiles to branches.
-                const uint32_t in1 = 0u - static_cast<uint32_t>(unit < 0x80);
-                const uint32_t in3 = 0u - static_cast<uint32_t>(unit >= 0x800);
-                const uint32_t word = (unit & in1) | (two & ~in1 & ~in3) | (three & in3);
-                const uint32_t length = (unit != 0) + (unit >= 0x80) + (unit >= 0x800);
-                std::memcpy(p, &word, 4);
-                p += length;
-                i += 2;
-            }
-            if (i < stop) break;  // a possible mark, for the careful reading
-        }
+        uint32_t written = 0;
+        i += encoder.encode(data + i, n - i, p, written, readMarkers);
+        p += written;
         if (n - i < 2) break;
 
         // One position read carefully: a mark, or a unit near the end.
@@ -73,56 +48,16 @@ void utf16ToUtf8Raw(bool readMarkers, const uint8_t* data, uint32_t n, RawSink& 
 }
 
 // utf8ToUtf16 at error action 0 (a bad byte is skipped), written through a
-// RawSink: at most one unit per input byte.
-// Per UTF-8 lead byte, the tests its sequence must pass (as in
-// EncodingUtf8::decode): 1 a trail after it, 2 a second trail, 4 the first
-// trail at least 160 (no overlong forms after 224), 8 never valid.
-constexpr auto kLeadNeeds = [] {
-    std::array<uint8_t, 256> t{};
-    for (uint32_t b = 0; b < 256; ++b) {
-        if (b < 0x80) t[b] = 0;
-        else if (b >= 0xC2 && b <= 0xDF) t[b] = 1;
-        else if (b == 0xE0) t[b] = 7;
-        else if (b >= 0xE1 && b <= 0xEF) t[b] = 3;
-        else t[b] = 8;
-    }
-    return t;
-}();
-
+// RawSink: at most one unit per input byte. The block decoder takes the
+// plainly valid runs; each position where it stops is read carefully here.
 void utf8ToUtf16Raw(const uint8_t* data, uint32_t n, RawSink& raw) {
+    const Utf8Decoder& decoder = utf8DecoderActive();
     uint8_t* p = raw.cursor();
     uint32_t i = 0;
     while (i < n) {
-        if (n - i >= 16) {
-            const uint32_t k = asciiBytesToUnits(data + i, n - i, p);
-            i += k;
-            p += 2 * k;
-        }
-        // Up to 16 sequences of 1 to 3 bytes without branches on their
-        // length, while 4 bytes can be read; a bad one ends the run.
-        const uint32_t stop = n - i >= 19 ? i + 16 : (n - i >= 4 ? n - 3 : i);
-        while (i < stop) {
-            uint32_t word;  // 4 bytes read at once, little-endian
-            std::memcpy(&word, data + i, 4);
-            const uint32_t b0 = word & 0xFF, b1 = (word >> 8) & 0xFF, b2 = (word >> 16) & 0xFF;
-            const uint32_t length = 1u + (b0 >= 0xC0) + (b0 >= 0xE0);
-            // What the lead needs of what follows (kLeadNeeds), against what
-            // is there: one test, so it stays one predictable branch.
-            const uint32_t have = static_cast<uint32_t>((b1 & 0xC0) == 0x80) |
-                                  (static_cast<uint32_t>((b2 & 0xC0) == 0x80) << 1) |
-                                  (static_cast<uint32_t>(b1 >= 0xA0) << 2);
-            if ((kLeadNeeds[b0] & ~have) != 0) break;
-            const uint32_t two = ((b0 & 0x1F) << 6) | (b1 & 0x3F);
-            const uint32_t three = ((b0 & 0x0F) << 12) | ((b1 & 0x3F) << 6) | (b2 & 0x3F);
-            const uint32_t is1 = 0u - static_cast<uint32_t>(length == 1);
-            const uint32_t is3 = 0u - static_cast<uint32_t>(length == 3);
-            const uint32_t unit = (b0 & is1) | (two & ~is1 & ~is3) | (three & is3);
-            const uint16_t out = static_cast<uint16_t>(unit);
-            std::memcpy(p, &out, 2);
-            p += 2;
-            i += length;
-        }
-        if (i >= stop && n - i >= 4) continue;
+        uint32_t written = 0;
+        i += decoder.decode(data + i, n - i, p, written);
+        p += written;
         if (i >= n) break;
 
         // One position read carefully: a bad byte, or one of the last three.
