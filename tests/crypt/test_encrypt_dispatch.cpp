@@ -138,8 +138,8 @@ TEST(EncryptDispatch, PaddingSchemesRoundTrip) {
                 // The padding of schemes 2 to 4 stays after decryption.
                 ASSERT_EQ(back.size(), padded);
                 EXPECT_TRUE(std::equal(data.begin(), data.end(), back.begin()));
-                if (scheme == 3) EXPECT_EQ(back.back(), 0);
-                if (scheme == 4) EXPECT_EQ(back.back(), ' ');
+                if (scheme == 3) { EXPECT_EQ(back.back(), 0); }
+                if (scheme == 4) { EXPECT_EQ(back.back(), ' '); }
             }
         }
     }

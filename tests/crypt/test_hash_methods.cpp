@@ -287,7 +287,7 @@ TEST(FileMethods, EncryptFileMatchesTheChunkRules) {
         const size_t expected = n <= 800000 ? (n / 8 + 1) * 8 : 800008 + ((n - 800000) / 8 + 1) * 8;
         EXPECT_EQ(readFile(enc).size(), expected);
         ASSERT_TRUE(c.DecryptFile(xs(enc.c_str()), xs(dec.c_str())));
-        if (n <= 800000) EXPECT_TRUE(readFile(dec) == data);
+        if (n <= 800000) { EXPECT_TRUE(readFile(dec) == data); }
     }
     std::remove(in.c_str());
     std::remove(enc.c_str());
