@@ -18,6 +18,11 @@
 namespace zenvary {
 
 class Blowfish;
+class Certificate;
+class ClsCert;
+class ClsCSP;
+class ClsPrivateKey;
+class ExtPtrArray;
 class ProgressEvent;
 class Blowfish2;
 class Rijndael;
@@ -196,6 +201,53 @@ public:
     bool ivIsSet() const { return m_ivIsSet; }
     const StringBuffer& lastAlgorithm() const { return m_lastAlgorithm; }
 
+    // ---- Certificates, signatures and PKCS #7 messages (CryptSign.cpp, CryptPki.cpp) ----
+    //
+    // Detached signatures. A failed signature leaves `out` empty and still
+    // answers true, except for the two file methods.
+    bool SignBytes(const DataBuffer& data, DataBuffer& out);
+    bool SignString(const XString& text, DataBuffer& out);
+    bool SignBytesENC(const DataBuffer& data, XString& out);
+    bool SignStringENC(const XString& text, XString& out);
+    bool CreateP7S(const XString& inPath, const XString& p7sPath);
+    bool CreateDetachedSignature(const XString& inPath, const XString& sigPath);
+    // Verification of detached signatures: the signature only, no trust
+    // decision; the signer (also of a failed check) shows in GetLastCert.
+    bool VerifyBytes(const DataBuffer& data, const DataBuffer& signature);
+    bool VerifyBytesENC(const DataBuffer& data, const XString& encodedSig);
+    bool VerifyString(const XString& text, const DataBuffer& signature);
+    bool VerifyStringENC(const XString& text, const XString& encodedSig);
+    bool VerifyP7S(const XString& inPath, const XString& p7sPath);
+    bool VerifyDetachedSignature(const XString& inPath, const XString& sigPath);
+    // Opaque (attached) signatures. The verify forms answer true and give
+    // an empty result when the check fails; the reason is in the log.
+    bool OpaqueSignBytes(const DataBuffer& data, DataBuffer& out);
+    bool OpaqueSignString(const XString& text, DataBuffer& out);
+    bool OpaqueSignBytesENC(const DataBuffer& data, XString& out);
+    bool OpaqueSignStringENC(const XString& text, XString& out);
+    bool OpaqueVerifyBytes(const DataBuffer& message, DataBuffer& out);
+    bool OpaqueVerifyString(const DataBuffer& message, XString& out);
+    bool OpaqueVerifyBytesENC(const XString& encoded, DataBuffer& out);
+    bool OpaqueVerifyStringENC(const XString& encoded, XString& out);
+    bool CreateP7M(const XString& inPath, const XString& p7mPath);
+    bool VerifyP7M(const XString& p7mPath, const XString& outPath);
+    // Certificates. The object keeps copies of what it is given.
+    void SetSigningCert(const ClsCert& cert);
+    void SetVerifyCert(const ClsCert& cert);
+    void SetEncryptCert(const ClsCert& cert);
+    // Puts the certificate's private key into a key container named by its
+    // thumbprint, for the "pki" decryption.
+    bool SetDecryptCert(const ClsCert& cert);
+    // The same with a key that the binding exported from `cert` itself.
+    bool SetDecryptCert2(const ClsCert& cert, const ClsPrivateKey& key);
+    // A new certificate object around a copy of the last signer or
+    // recipient, or null.
+    ClsCert* GetLastCert();
+    bool SetCSP(ClsCSP& csp);
+    // Whether the last signature check of a verify method passed (the
+    // opaque forms answer true either way); for bindings that report it.
+    bool lastVerifyPassed() const { return m_lastVerifyPassed; }
+
 private:
     std::unique_ptr<DataBuffer> runCore(bool encrypt, DataBuffer& data, LogBase& log);
     std::unique_ptr<DataBuffer> wholeSwitch(bool encrypt, DataBuffer& data, LogBase& log);
@@ -264,6 +316,31 @@ private:
     XString m_lastCertSubject;
     XString m_encryptCertSubject;
     XString m_signCertSubject;
+
+    // ---- Certificates, signatures and PKCS #7 messages (CryptSign.cpp, CryptPki.cpp) ----
+    struct PkiFields;
+    struct PkiFieldsDelete {
+        void operator()(PkiFields* p) const;
+    };
+    PkiFields& pki();
+    bool signDetached(const char* methodName, const DataBuffer& data, DataBuffer& out);
+    bool verifyDetached(const char* methodName, const DataBuffer& data, const DataBuffer& signature);
+    bool signAttached(const DataBuffer& data, DataBuffer& out);
+    bool verifyAttached(const DataBuffer& message, DataBuffer& out);
+    // The public-key branch of EncryptCore and DecryptCore.
+    std::unique_ptr<DataBuffer> pkiEncrypt(DataBuffer& data, LogBase& log);
+    std::unique_ptr<DataBuffer> pkiDecrypt(DataBuffer& data, LogBase& log);
+    // The store list of the searches, opened on first use.
+    ExtPtrArray& chosenStores();
+    // The certificate of a subject text in the stores, or null (logged).
+    Certificate* findCertBySubject(const XString& subject, ExtPtrArray& stores);
+    void logStoreSearchFailure(const XString& subject, ExtPtrArray& stores, LogBase& log);
+    // lastCertSubject and lastAlgorithm from a certificate.
+    void noteCertificate(const Certificate& cert);
+    bool setDecryptCertWithKey(const ClsCert& cert, const ClsPrivateKey& key, LogBase& log);
+
+    std::unique_ptr<PkiFields, PkiFieldsDelete> m_pki;
+    bool m_lastVerifyPassed = false;
 };
 
 }  // namespace zenvary

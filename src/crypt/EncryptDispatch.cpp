@@ -229,6 +229,8 @@ std::unique_ptr<DataBuffer> ClsCrypt::wholeSwitch(bool encrypt, DataBuffer& data
         return encrypt ? cipher.EncryptAll(data, &log) : cipher.DecryptAll(data, &log);
     };
     switch (id) {
+        case kAlgPki:  // certificates and PKCS #7 messages (CryptPki.cpp)
+            return encrypt ? pkiEncrypt(data, log) : pkiDecrypt(data, log);
         case kAlgAes: {
             Rijndael c;
             setUp(c, !encrypt);

@@ -34,26 +34,7 @@ OBJECTS = {
 # C functions of an object that are not members: lifecycle and binding set-up.
 C_EXTRAS = {"Create", "Dispose", "SetEvents", "SetBindingKind"}
 
-_PKCS7 = "PKCS#7 signing, verification and enveloping: the public-key layer has no binding yet"
-_CERT = "takes or gives a certificate object: the certificate binding comes with the public-key layer"
-_CSP = "takes a provider object: the provider binding comes with the public-key layer"
-PENDING = {
-    ("IZenvaryVault2", "method", name): _PKCS7
-    for name in (
-        "SignBytes", "SignString", "SignBytesENC", "SignStringENC",
-        "VerifyBytes", "VerifyBytesENC", "VerifyString", "VerifyStringENC",
-        "OpaqueSignBytes", "OpaqueSignString", "OpaqueSignBytesENC", "OpaqueSignStringENC",
-        "OpaqueVerifyBytes", "OpaqueVerifyString", "OpaqueVerifyBytesENC", "OpaqueVerifyStringENC",
-        "CreateP7S", "VerifyP7S", "CreateDetachedSignature", "VerifyDetachedSignature",
-        "CreateP7M", "VerifyP7M",
-    )
-}
-PENDING.update({
-    ("IZenvaryVault2", "method", name): _CERT
-    for name in ("SetSigningCert", "SetEncryptCert", "SetVerifyCert", "SetDecryptCert", "SetDecryptCert2",
-                 "GetLastCert")
-})
-PENDING[("IZenvaryVault2", "method", "SetCSP")] = _CSP
+PENDING = {}
 
 
 def read_table():

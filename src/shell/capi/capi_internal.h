@@ -8,6 +8,10 @@
 #include "crypt/ClsBase.h"
 #include "zenvary.h"
 
+namespace zenvary {
+class ClsCrypt;
+}
+
 namespace zenvary::capi {
 
 // Component kinds of the bindings; none of them writes a "Component" line.
@@ -30,6 +34,9 @@ int guarded(F&& body) noexcept {
 }
 
 int textOut(const XString& text, char** out);
+// The crypt object behind a handle (null for null), for the interface's
+// other translation units.
+ClsCrypt* cryptOf(ZenvaryVault2* obj);
 int bytesOut(const DataBuffer* bytes, unsigned char** out, size_t* outLen);
 void textIn(const char* utf8, XString& out);
 void bytesIn(const unsigned char* data, size_t len, DataBuffer& out);

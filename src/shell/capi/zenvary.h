@@ -315,6 +315,111 @@ ZV_API int ZvStringArray_Union(ZvStringArray *arr, const ZvStringArray *other);
 ZV_API int ZvStringArray_Intersect(ZvStringArray *arr, const ZvStringArray *other);
 ZV_API int ZvStringArray_Subtract(ZvStringArray *arr, const ZvStringArray *other);
 
+/* ------------------------------------------------------------------------
+ * Certificates, signatures and PKCS #7 messages.
+ *
+ * ZenvaryCert holds one X.509 certificate and, optionally, the link to its
+ * private key. Private keys enter the component only through a certificate:
+ * ZenvaryCert_LinkPrivateKeyFile imports the RSA key of a PEM or DER key
+ * file into the key container named by the certificate's SHA-1 thumbprint
+ * (under the user's key directory) and links the certificate to it.
+ *
+ * The ZenvaryVault2 members below take certificates by handle; the object
+ * keeps copies, so a handle may be disposed of after the call. A NULL
+ * certificate is ignored by SetSigningCert, SetEncryptCert and
+ * SetVerifyCert; SetDecryptCert and SetDecryptCert2 log "NULL certificate"
+ * and give ZV_FAILED.
+ *
+ * Results follow the component: SignBytes and the other three Sign forms
+ * give ZV_OK with an empty result when no signature could be made; the
+ * Opaque verify forms and VerifyP7M give ZV_OK with an empty result when the
+ * signature does not verify. Verification checks the signature only: an
+ * expired or untrusted signer verifies (GetLastCert gives it), and a
+ * signature without signers verifies. The reason of any failure is in
+ * LastErrorText. With CryptAlgorithm "pki" every Encrypt and Decrypt member
+ * makes or opens an enveloped message for the encryption or decryption
+ * certificate.
+ * ------------------------------------------------------------------------ */
+
+typedef struct ZenvaryCert ZenvaryCert;
+
+/* Where key containers and certificate stores live, process-wide: by
+   default under the user's home directory (from the password database),
+   /var/lib/zenvary and /etc/ssl/certs. A directory given here holds them
+   all instead ("user-keys", "machine-keys", "user-stores", "machine-stores",
+   "root-store" below it); NULL or "" goes back to the defaults. */
+ZV_API int zenvary_set_pki_root(const char *dir);
+
+/* Lifecycle. Create returns NULL only when memory is out. */
+ZV_API ZenvaryCert *ZenvaryCert_Create(void);
+ZV_API void ZenvaryCert_Dispose(ZenvaryCert *cert);
+ZV_API int ZenvaryCert_get_LastErrorText(ZenvaryCert *cert, char **out);
+
+/* Loading: a PEM, DER or PKCS#12 (no password) file, base64 of the DER, or
+   the bytes of any of these. The first certificate counts. */
+ZV_API int ZenvaryCert_LoadFromFile(ZenvaryCert *cert, const char *path);
+ZV_API int ZenvaryCert_SetFromEncoded(ZenvaryCert *cert, const char *base64);
+ZV_API int ZenvaryCert_LoadFromBinary(ZenvaryCert *cert, const unsigned char *data, size_t len);
+/* Base64 of the DER certificate. */
+ZV_API int ZenvaryCert_GetEncoded(ZenvaryCert *cert, char **out);
+ZV_API int ZenvaryCert_get_SubjectDN(ZenvaryCert *cert, char **out);
+ZV_API int ZenvaryCert_get_SerialNumber(ZenvaryCert *cert, char **out);
+
+/* The private key: imported from a key file (the key must be the
+   certificate's), or an existing key container linked by name. */
+ZV_API int ZenvaryCert_LinkPrivateKeyFile(ZenvaryCert *cert, const char *keyPath);
+ZV_API int ZenvaryCert_LinkPrivateKey(ZenvaryCert *cert, const char *containerName, int machineKeyset,
+                                      int forSigning);
+/* 1 when the certificate is linked to a key container. */
+ZV_API long ZenvaryCert_get_HasKeyContainer(ZenvaryCert *cert);
+
+/* Certificates of the crypt object. GetLastCert gives a new handle for the
+   last signer or recipient (dispose of it), or NULL with ZV_FAILED.
+   SetDecryptCert2 ignores `privateKey`: the certificate's own key is used. */
+ZV_API int ZenvaryVault2_SetSigningCert(ZenvaryVault2 *obj, ZenvaryCert *cert);
+ZV_API int ZenvaryVault2_SetEncryptCert(ZenvaryVault2 *obj, ZenvaryCert *cert);
+ZV_API int ZenvaryVault2_SetVerifyCert(ZenvaryVault2 *obj, ZenvaryCert *cert);
+ZV_API int ZenvaryVault2_SetDecryptCert(ZenvaryVault2 *obj, ZenvaryCert *cert);
+ZV_API int ZenvaryVault2_SetDecryptCert2(ZenvaryVault2 *obj, ZenvaryCert *cert, void *privateKey);
+ZV_API int ZenvaryVault2_GetLastCert(ZenvaryVault2 *obj, ZenvaryCert **out);
+/* The provider choice, as the serialized text of a provider object:
+   "provider,container,numEncrypt,numHash,numKeyExchange,numSignature,cipher,hash". */
+ZV_API int ZenvaryVault2_SetCSP(ZenvaryVault2 *obj, const char *serialized);
+
+/* Detached signatures (.p7s). Verify members give ZV_OK when the signature
+   verifies, ZV_FAILED otherwise. */
+ZV_API int ZenvaryVault2_SignBytes(ZenvaryVault2 *obj, const unsigned char *data, size_t len, unsigned char **out,
+                                   size_t *outLen);
+ZV_API int ZenvaryVault2_SignString(ZenvaryVault2 *obj, const char *str, unsigned char **out, size_t *outLen);
+ZV_API int ZenvaryVault2_SignBytesENC(ZenvaryVault2 *obj, const unsigned char *data, size_t len, char **out);
+ZV_API int ZenvaryVault2_SignStringENC(ZenvaryVault2 *obj, const char *str, char **out);
+ZV_API int ZenvaryVault2_VerifyBytes(ZenvaryVault2 *obj, const unsigned char *data, size_t len,
+                                     const unsigned char *signature, size_t sigLen);
+ZV_API int ZenvaryVault2_VerifyBytesENC(ZenvaryVault2 *obj, const unsigned char *data, size_t len,
+                                        const char *encodedSig);
+ZV_API int ZenvaryVault2_VerifyString(ZenvaryVault2 *obj, const char *str, const unsigned char *signature,
+                                      size_t sigLen);
+ZV_API int ZenvaryVault2_VerifyStringENC(ZenvaryVault2 *obj, const char *str, const char *encodedSig);
+ZV_API int ZenvaryVault2_CreateP7S(ZenvaryVault2 *obj, const char *inFilename, const char *p7sFilename);
+ZV_API int ZenvaryVault2_VerifyP7S(ZenvaryVault2 *obj, const char *inFilename, const char *p7sFilename);
+ZV_API int ZenvaryVault2_CreateDetachedSignature(ZenvaryVault2 *obj, const char *inFilename, const char *sigFilename);
+ZV_API int ZenvaryVault2_VerifyDetachedSignature(ZenvaryVault2 *obj, const char *inFilename, const char *sigFilename);
+
+/* Opaque signatures (.p7m): the message carries its content. */
+ZV_API int ZenvaryVault2_OpaqueSignBytes(ZenvaryVault2 *obj, const unsigned char *data, size_t len,
+                                         unsigned char **out, size_t *outLen);
+ZV_API int ZenvaryVault2_OpaqueSignString(ZenvaryVault2 *obj, const char *str, unsigned char **out, size_t *outLen);
+ZV_API int ZenvaryVault2_OpaqueSignBytesENC(ZenvaryVault2 *obj, const unsigned char *data, size_t len, char **out);
+ZV_API int ZenvaryVault2_OpaqueSignStringENC(ZenvaryVault2 *obj, const char *str, char **out);
+ZV_API int ZenvaryVault2_OpaqueVerifyBytes(ZenvaryVault2 *obj, const unsigned char *data, size_t len,
+                                           unsigned char **out, size_t *outLen);
+ZV_API int ZenvaryVault2_OpaqueVerifyString(ZenvaryVault2 *obj, const unsigned char *data, size_t len, char **out);
+ZV_API int ZenvaryVault2_OpaqueVerifyBytesENC(ZenvaryVault2 *obj, const char *str, unsigned char **out,
+                                              size_t *outLen);
+ZV_API int ZenvaryVault2_OpaqueVerifyStringENC(ZenvaryVault2 *obj, const char *str, char **out);
+ZV_API int ZenvaryVault2_CreateP7M(ZenvaryVault2 *obj, const char *inFilename, const char *p7mFilename);
+ZV_API int ZenvaryVault2_VerifyP7M(ZenvaryVault2 *obj, const char *p7mFilename, const char *outFilename);
+
 #ifdef __cplusplus
 }
 #endif

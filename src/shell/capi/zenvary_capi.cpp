@@ -47,6 +47,8 @@ struct ZenvaryVault2 {
 
 namespace zenvary::capi {
 
+ClsCrypt* cryptOf(ZenvaryVault2* obj) { return obj ? &obj->crypt : nullptr; }
+
 int textOut(const XString& text, char** out) {
     *out = nullptr;
     const uint32_t n = text.getUtf8Length();

@@ -37,6 +37,7 @@ std::vector<Command> compressionCommands();
 std::vector<Command> hashCommands();
 std::vector<Command> fileCommands();
 std::vector<Command> convertCommands();
+std::vector<Command> pkiCommands();
 std::vector<Command> drmCommands();
 
 // The cipher options shared by encrypt, decrypt and the file commands; the

@@ -26,7 +26,7 @@ const char kToolHelp[] =
 
 std::vector<Command> allCommands() {
     std::vector<Command> all;
-    for (auto&& family : {encodingCommands(), cipherCommands(), fileCommands(), hashCommands(), compressionCommands(), convertCommands(), drmCommands()})
+    for (auto&& family : {encodingCommands(), cipherCommands(), fileCommands(), hashCommands(), compressionCommands(), convertCommands(), drmCommands(), pkiCommands()})
         for (auto& c : family) all.push_back(c);
     return all;
 }

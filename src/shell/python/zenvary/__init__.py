@@ -687,3 +687,208 @@ class ZvStringArray(_Object):
 
 
 __all__ += ["ZvStringArray"]
+
+
+# Certificates, signatures and PKCS #7 messages.
+
+_lib.ZenvaryCert_Create.restype = _c_obj
+_lib.zenvary_set_pki_root.argtypes = [ctypes.c_char_p]
+_lib.zenvary_set_pki_root.restype = ctypes.c_int
+
+
+def set_pki_root(directory):
+    """Keeps key containers and certificate stores below `directory`
+    (process-wide); None goes back to the defaults under the home directory."""
+    _check(_lib.zenvary_set_pki_root(None if directory is None else _text_arg(directory)))
+
+_lib.ZenvaryCert_Dispose.argtypes = [_c_obj]
+_lib.ZenvaryCert_Dispose.restype = None
+
+
+class Cert(_Object):
+    """One X.509 certificate, optionally linked to its private key.
+
+    Load it with LoadFromFile (PEM, DER or PKCS#12), SetFromEncoded (base64)
+    or LoadFromBinary; LinkPrivateKeyFile imports the RSA key of a key file
+    into the key container named by the certificate's thumbprint and links
+    the two. The crypt object keeps copies of the certificates it is given.
+    """
+
+    _prefix = "ZenvaryCert_"
+
+    def __init__(self, path=None):
+        self._h = _lib.ZenvaryCert_Create()
+        if not self._h:
+            raise MemoryError("zenvary: out of memory")
+        if path is not None and not self.LoadFromFile(path):
+            raise ValueError("zenvary: cannot load a certificate from %s: %s" % (path, self.LastErrorText))
+
+    @classmethod
+    def _adopt(cls, handle):
+        obj = cls.__new__(cls)
+        obj._h = handle
+        return obj
+
+    def __del__(self):
+        h, self._h = getattr(self, "_h", None), None
+        if h:
+            _lib.ZenvaryCert_Dispose(h)
+
+    LastErrorText = _text_property("LastErrorText", writable=False)
+    SubjectDN = _text_property("SubjectDN", writable=False)
+    SerialNumber = _text_property("SerialNumber", writable=False)
+    HasKeyContainer = _long_property("HasKeyContainer", writable=False)
+
+    def _status(self, name, *texts):
+        return 1 if _check(self._fn(name, [ctypes.c_char_p] * len(texts))(self._h, *[_text_arg(t) for t in texts])) else 0
+
+    def LoadFromFile(self, path):
+        return self._status("LoadFromFile", path)
+
+    def SetFromEncoded(self, encoded):
+        return self._status("SetFromEncoded", encoded)
+
+    def LoadFromBinary(self, data):
+        raw = _to_bytes(data)[0]
+        fn = self._fn("LoadFromBinary", [ctypes.c_char_p, ctypes.c_size_t])
+        return 1 if _check(fn(self._h, raw, len(raw))) else 0
+
+    def GetEncoded(self):
+        return self._call_text("GetEncoded")[1]
+
+    def LinkPrivateKeyFile(self, keyPath):
+        return self._status("LinkPrivateKeyFile", keyPath)
+
+    def LinkPrivateKey(self, containerName, machineKeyset, forSigning):
+        fn = self._fn("LinkPrivateKey", [ctypes.c_char_p, ctypes.c_int, ctypes.c_int])
+        return 1 if _check(fn(self._h, _text_arg(containerName), int(bool(machineKeyset)), int(bool(forSigning)))) else 0
+
+
+def _cert_handle(cert):
+    if cert is None:
+        return None
+    if not isinstance(cert, Cert):
+        raise TypeError("zenvary: a Cert is needed")
+    return cert._h
+
+
+class _PkiMembers:
+    """The crypt object's certificate, signature and message members."""
+
+    def _cert_status(self, name, cert, *extra):
+        fn = self._fn(name, [_c_obj] + [ctypes.c_void_p] * len(extra))
+        return 1 if _check(fn(self._h, _cert_handle(cert), *extra)) else 0
+
+    def SetSigningCert(self, cert):
+        self._cert_status("SetSigningCert", cert)
+
+    def SetEncryptCert(self, cert):
+        self._cert_status("SetEncryptCert", cert)
+
+    def SetVerifyCert(self, cert):
+        self._cert_status("SetVerifyCert", cert)
+
+    def SetDecryptCert(self, cert):
+        return self._cert_status("SetDecryptCert", cert)
+
+    def SetDecryptCert2(self, cert, privateKey=None):
+        # The key argument is not used: the certificate's own key is.
+        return self._cert_status("SetDecryptCert2", cert, None)
+
+    def GetLastCert(self):
+        out = ctypes.c_void_p()
+        fn = self._fn("GetLastCert", [ctypes.POINTER(ctypes.c_void_p)])
+        if not _check(fn(self._h, ctypes.byref(out))) or not out.value:
+            return None
+        return Cert._adopt(out.value)
+
+    def SetCSP(self, csp):
+        """Takes a provider object with Serialize(), or its serialized text."""
+        text = csp.Serialize() if hasattr(csp, "Serialize") else csp
+        self._call_status("SetCSP", text)
+
+    def SignBytes(self, data):
+        return self._bytes_to_bytes("SignBytes", data)
+
+    def SignString(self, text):
+        return self._text_to_bytes("SignString", text)
+
+    def SignBytesENC(self, data):
+        return self._bytes_to_text("SignBytesENC", data)
+
+    def SignStringENC(self, text):
+        return self._call_text("SignStringENC", text)[1]
+
+    def _verify(self, name, first, second):
+        types, args = [], []
+        for value, is_text in (first, second):
+            if is_text:
+                types.append(ctypes.c_char_p)
+                args.append(_text_arg(value))
+            else:
+                raw = _to_bytes(value)[0]
+                types += [ctypes.c_char_p, ctypes.c_size_t]
+                args += [raw, len(raw)]
+        return 1 if _check(self._fn(name, types)(self._h, *args)) else 0
+
+    def VerifyBytes(self, data, signature):
+        return self._verify("VerifyBytes", (data, False), (signature, False))
+
+    def VerifyBytesENC(self, data, encodedSig):
+        return self._verify("VerifyBytesENC", (data, False), (encodedSig, True))
+
+    def VerifyString(self, text, signature):
+        return self._verify("VerifyString", (text, True), (signature, False))
+
+    def VerifyStringENC(self, text, encodedSig):
+        return self._verify("VerifyStringENC", (text, True), (encodedSig, True))
+
+    def OpaqueSignBytes(self, data):
+        return self._bytes_to_bytes("OpaqueSignBytes", data)
+
+    def OpaqueSignString(self, text):
+        return self._text_to_bytes("OpaqueSignString", text)
+
+    def OpaqueSignBytesENC(self, data):
+        return self._bytes_to_text("OpaqueSignBytesENC", data)
+
+    def OpaqueSignStringENC(self, text):
+        return self._call_text("OpaqueSignStringENC", text)[1]
+
+    def OpaqueVerifyBytes(self, data):
+        return self._bytes_to_bytes("OpaqueVerifyBytes", data)
+
+    def OpaqueVerifyString(self, data):
+        return self._bytes_to_text("OpaqueVerifyString", data)
+
+    def OpaqueVerifyBytesENC(self, text):
+        return self._text_to_bytes("OpaqueVerifyBytesENC", text)
+
+    def OpaqueVerifyStringENC(self, text):
+        return self._call_text("OpaqueVerifyStringENC", text)[1]
+
+    def CreateP7S(self, inFilename, p7sFilename):
+        return 1 if self._call_status("CreateP7S", inFilename, p7sFilename) else 0
+
+    def VerifyP7S(self, inFilename, p7sFilename):
+        return 1 if self._call_status("VerifyP7S", inFilename, p7sFilename) else 0
+
+    def CreateDetachedSignature(self, inFilename, sigFilename):
+        return 1 if self._call_status("CreateDetachedSignature", inFilename, sigFilename) else 0
+
+    def VerifyDetachedSignature(self, inFilename, sigFilename):
+        return 1 if self._call_status("VerifyDetachedSignature", inFilename, sigFilename) else 0
+
+    def CreateP7M(self, inFilename, p7mFilename):
+        return 1 if self._call_status("CreateP7M", inFilename, p7mFilename) else 0
+
+    def VerifyP7M(self, p7mFilename, outFilename):
+        return 1 if self._call_status("VerifyP7M", p7mFilename, outFilename) else 0
+
+
+for _name, _member in list(vars(_PkiMembers).items()):
+    if not _name.startswith("__"):
+        setattr(ZenvaryVault2, _name, _member)
+del _name, _member
+
+__all__ += ["Cert", "set_pki_root"]
