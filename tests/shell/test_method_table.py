@@ -29,12 +29,28 @@ OBJECTS = {
     "_IZenvaryVault2Events": ("ZenvaryVault2_", "ZenvaryVault2"),
     "IZenvaryOmaDrm": ("ZenvaryOmaDrm_", "ZenvaryOmaDrm"),
     "IZvStringArray": ("ZvStringArray_", "ZvStringArray"),
+    "IZenvaryCSP": ("ZenvaryCSP_", "CSP"),
+    "IZenvaryCert": ("ZenvaryCert_", "Cert"),
+    "IPrivateKey": ("ZenvaryPrivateKey_", "PrivateKey"),
+    "IPublicKey": ("ZenvaryPublicKey_", "PublicKey"),
 }
 
-# C functions of an object that are not members: lifecycle and binding set-up.
+# C functions of an object that are not members: lifecycle and binding
+# set-up, and a few additions of the C interface, by prefix.
 C_EXTRAS = {"Create", "Dispose", "SetEvents", "SetBindingKind"}
+C_EXTRAS_BY_PREFIX = {
+    "ZenvaryCert_": {"LinkPrivateKeyFile"},
+}
 
+# Interfaces whose members are still being built. A pending interface is
+# skipped whole; the test fails once all its members are reachable, so the
+# entry goes when the work lands.
+PENDING_INTERFACES = {"IZenvaryCSP", "IZenvaryCert", "IPrivateKey", "IPublicKey"}
 PENDING = {}
+
+
+def pending(interface, kind, name):
+    return interface in PENDING_INTERFACES or (interface, kind, name) in PENDING
 
 
 def read_table():
@@ -115,7 +131,12 @@ class MethodTable(unittest.TestCase):
         self.assertEqual(ids("IZenvaryVault2"), set(range(3, 105)))
         self.assertEqual(ids("IZenvaryOmaDrm"), set(range(2, 22)))
         self.assertEqual(ids("_IZenvaryVault2Events"), {1, 2})
-        self.assertEqual(len([m for m in self.members if m[0] == "IZvStringArray"]), 23)
+        count = lambda iface: len([m for m in self.members if m[0] == iface])
+        self.assertEqual(count("IZvStringArray"), 23)
+        self.assertEqual(count("IZenvaryCSP"), 37)
+        self.assertEqual(count("IZenvaryCert"), 65)
+        self.assertEqual(count("IPrivateKey"), 24)
+        self.assertEqual(count("IPublicKey"), 20)
         # Every pending entry names a member of the table.
         listed = {(m[0], m[2], m[3]) for m in self.members}
         self.assertEqual(sorted(k for k in PENDING if k not in listed), [])
@@ -124,7 +145,7 @@ class MethodTable(unittest.TestCase):
         missing = []
         for member in self.members:
             interface, _, kind, name = member
-            if (interface, kind, name) in PENDING:
+            if pending(interface, kind, name):
                 continue
             in_c, in_python = self.reachable(member)
             if not in_c:
@@ -139,17 +160,21 @@ class MethodTable(unittest.TestCase):
             interface, _, kind, name = member
             if (interface, kind, name) in PENDING and all(self.reachable(member)):
                 landed.append("%s %s %s" % (interface, kind, name))
+        for interface in sorted(PENDING_INTERFACES):
+            if all(all(self.reachable(m)) for m in self.members if m[0] == interface):
+                landed.append(interface)
         self.assertEqual(landed, [], "now reachable from C and Python: remove from PENDING:\n  " + "\n  ".join(landed))
 
     def test_c_functions_carry_member_names(self):
         # Every exported function of an object is a member of the table or
         # one of the few lifecycle functions, so a misspelt name shows here.
-        expected = set(C_EXTRAS)
+        expected = {prefix + extra for prefix, _ in OBJECTS.values() for extra in C_EXTRAS}
+        for prefix, extras in C_EXTRAS_BY_PREFIX.items():
+            expected.update(prefix + extra for extra in extras)
         for interface, _, kind, name in self.members:
-            for c in c_names(interface, kind, name):
-                expected.add(c.split("_", 1)[1])
+            expected.update(c_names(interface, kind, name))
         prefixes = tuple(sorted({p for p, _ in OBJECTS.values()}))
-        strays = sorted(s for s in self.symbols if s.startswith(prefixes) and s.split("_", 1)[1] not in expected)
+        strays = sorted(s for s in self.symbols if s.startswith(prefixes) and s not in expected)
         self.assertEqual(strays, [])
 
 
