@@ -19,6 +19,7 @@ namespace zenvary {
 
 class Blowfish;
 class Certificate;
+class ZV_Crypt;
 class ClsCert;
 class ClsCSP;
 class ClsPrivateKey;
@@ -327,6 +328,17 @@ private:
     bool verifyDetached(const char* methodName, const DataBuffer& data, const DataBuffer& signature);
     bool signAttached(const DataBuffer& data, DataBuffer& out);
     bool verifyAttached(const DataBuffer& message, DataBuffer& out);
+    // The certificate that signs: signingCert, else the store search by
+    // m_signCertSubject (owned by `found`). Null when there is none (logged).
+    // `detached` adds the detached family's log: the signer's names, and the
+    // refusal of an empty subject.
+    Certificate* signerCertificate(bool detached, std::unique_ptr<Certificate>& found, LogBase& log);
+    // The settings a signature or a verification takes from this object.
+    void prepareSigning(ZV_Crypt& zc, LogBase& log);
+    void prepareVerifying(ZV_Crypt& zc, LogBase& log);
+    // Keeps the signer or recipient that a message call found as lastCert
+    // (owning it) and notes its subject and algorithm.
+    void keepLastCert(Certificate* signer);
     // The public-key branch of EncryptCore and DecryptCore.
     std::unique_ptr<DataBuffer> pkiEncrypt(DataBuffer& data, LogBase& log);
     std::unique_ptr<DataBuffer> pkiDecrypt(DataBuffer& data, LogBase& log);

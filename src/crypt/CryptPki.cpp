@@ -234,11 +234,7 @@ std::unique_ptr<DataBuffer> ClsCrypt::pkiDecrypt(DataBuffer& data, LogBase& log)
         delete recipient;
         return nullptr;
     }
-    if (recipient) {
-        noteCertificate(*recipient);
-        delete f.lastCert;
-        f.lastCert = new ClsCert(recipient);
-    }
+    keepLastCert(recipient);
     return out;
 }
 

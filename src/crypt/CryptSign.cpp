@@ -30,42 +30,60 @@ void logSigningCert(const ClsCert& cert, LogBase& log) {
 
 }  // namespace
 
+Certificate* ClsCrypt::signerCertificate(bool detached, std::unique_ptr<Certificate>& found, LogBase& log) {
+    if (ClsCert* signing = pki().signingCert) {
+        if (detached) logSigningCert(*signing, log);
+        Certificate* cert = signing->getCertificate();
+        if (!cert) log.logError("No signing certificate has been set. (2)");
+        return cert;
+    }
+    if (detached && m_signCertSubject.isEmpty()) {
+        log.logInfo("No explicit signing certificate set...");
+        log.logError("No signing certificate has been set. (2)");
+        return nullptr;
+    }
+    // Without a subject the search takes the first certificate that has no
+    // e-mail part and has not expired.
+    log.logInfo("Locating certificate by subject..");
+    ExtPtrArray& stores = chosenStores();
+    found.reset(findCertBySubject(m_signCertSubject, stores));
+    if (!found) logStoreSearchFailure(m_signCertSubject, stores, log);
+    return found.get();
+}
+
+void ClsCrypt::prepareSigning(ZV_Crypt& zc, LogBase& log) {
+    zc.applyCspSettings(m_cspSettings, false, &log);
+    zc.setIncludeCertChain(m_includeCertChain);
+    zc.setChainForEmail(false);
+}
+
+void ClsCrypt::prepareVerifying(ZV_Crypt& zc, LogBase& log) {
+    zc.applyCspSettings(m_cspSettings, true, &log);
+    PkiFields& f = pki();
+    if (f.verifyCert && f.verifyCert->getCertificate()) zc.setVerifyCert(f.verifyCert->getCertificate()->clone());
+}
+
+void ClsCrypt::keepLastCert(Certificate* signer) {
+    if (!signer) return;
+    noteCertificate(*signer);
+    PkiFields& f = pki();
+    delete f.lastCert;
+    f.lastCert = new ClsCert(signer);
+}
+
 bool ClsCrypt::signDetached(const char* methodName, const DataBuffer& data, DataBuffer& out) {
     std::optional<MethodFrame> frame;
     if (methodName) frame.emplace(*this, methodName);
     LogBase& log = m_log;
-    ClsCert* signing = pki().signingCert;
-    Certificate* cert = nullptr;
     std::unique_ptr<Certificate> found;  // released on every path; a signingCert stays
-    if (signing) {
-        logSigningCert(*signing, log);
-        cert = signing->getCertificate();
-        if (!cert) {
-            log.logError("No signing certificate has been set. (2)");
-            return false;
-        }
-    } else if (m_signCertSubject.isEmpty()) {
-        log.logInfo("No explicit signing certificate set...");
-        log.logError("No signing certificate has been set. (2)");
-        return false;
-    } else {
-        log.logInfo("Locating certificate by subject..");
-        ExtPtrArray& stores = chosenStores();
-        found.reset(findCertBySubject(m_signCertSubject, stores));
-        if (!found) {
-            logStoreSearchFailure(m_signCertSubject, stores, log);
-            return false;
-        }
-        cert = found.get();
-    }
+    Certificate* cert = signerCertificate(true, found, log);
+    if (!cert) return false;
     if (data.getSize() == 0) {
         log.logError("There is no data to sign");
         return false;
     }
     ZV_Crypt zc;
-    zc.applyCspSettings(m_cspSettings, false, &log);
-    zc.setIncludeCertChain(m_includeCertChain);
-    zc.setChainForEmail(false);
+    prepareSigning(zc, log);
     std::unique_ptr<DataBuffer> signature = zc.createDetachedSignature(cert, data.data(), data.getSize(), &log);
     if (!signature) return false;
     out.appendBuffer(*signature);
@@ -76,35 +94,15 @@ bool ClsCrypt::signDetached(const char* methodName, const DataBuffer& data, Data
 bool ClsCrypt::signAttached(const DataBuffer& data, DataBuffer& out) {
     LogBase& log = m_log;
     out.clear();
-    ClsCert* signing = pki().signingCert;
-    Certificate* cert = nullptr;
     std::unique_ptr<Certificate> found;
-    if (signing) {
-        cert = signing->getCertificate();
-        if (!cert) {
-            log.logError("No signing certificate has been set. (2)");
-            return false;
-        }
-    } else {
-        // Without a subject the search takes the first certificate that has
-        // no e-mail part and has not expired.
-        log.logInfo("Locating certificate by subject..");
-        ExtPtrArray& stores = chosenStores();
-        found.reset(findCertBySubject(m_signCertSubject, stores));
-        if (!found) {
-            logStoreSearchFailure(m_signCertSubject, stores, log);
-            return false;
-        }
-        cert = found.get();
-    }
+    Certificate* cert = signerCertificate(false, found, log);
+    if (!cert) return false;
     if (data.getSize() == 0) {
         log.logError("There is no data to sign");
         return false;
     }
     ZV_Crypt zc;
-    zc.applyCspSettings(m_cspSettings, false, &log);
-    zc.setIncludeCertChain(m_includeCertChain);
-    zc.setChainForEmail(false);
+    prepareSigning(zc, log);
     if (!zc.createAttachedSignature(cert, data.data(), data.getSize(), out, &log)) return false;
     noteCertificate(*cert);
     return true;
@@ -123,17 +121,11 @@ bool ClsCrypt::verifyDetached(const char* methodName, const DataBuffer& data, co
         log.logError("No input data to verify");
         return false;
     }
-    PkiFields& f = pki();
     ZV_Crypt zc;
-    zc.applyCspSettings(m_cspSettings, true, &log);
-    if (f.verifyCert && f.verifyCert->getCertificate()) zc.setVerifyCert(f.verifyCert->getCertificate()->clone());
+    prepareVerifying(zc, log);
     Certificate* signer = nullptr;
     const bool ok = zc.verifyDetachedSignature(&signature, data.data(), data.getSize(), nullptr, &signer, &log);
-    if (signer) {
-        noteCertificate(*signer);
-        delete f.lastCert;
-        f.lastCert = new ClsCert(signer);
-    }
+    keepLastCert(signer);
     m_lastVerifyPassed = ok;
     return ok;
 }
@@ -146,18 +138,12 @@ bool ClsCrypt::verifyAttached(const DataBuffer& message, DataBuffer& out) {
         log.logError("No input data to verify");
         return false;
     }
-    PkiFields& f = pki();
     ZV_Crypt zc;
-    zc.applyCspSettings(m_cspSettings, true, &log);
-    if (f.verifyCert && f.verifyCert->getCertificate()) zc.setVerifyCert(f.verifyCert->getCertificate()->clone());
+    prepareVerifying(zc, log);
     Certificate* signer = nullptr;
     // A failed check shows as an empty result and the log, not in the answer.
     m_lastVerifyPassed = zc.verifySignature(message, out, &signer, &log);
-    if (signer) {
-        noteCertificate(*signer);
-        delete f.lastCert;
-        f.lastCert = new ClsCert(signer);
-    }
+    keepLastCert(signer);
     return true;
 }
 
