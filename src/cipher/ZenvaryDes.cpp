@@ -81,49 +81,15 @@ void ZenvaryDes::cryptBlock(const uint8_t* in, uint8_t* out, bool encrypt) const
 }
 
 std::unique_ptr<DataBuffer> ZenvaryDes::encrypt(const DataBuffer& in, uint8_t chain[8]) const {
-    const uint32_t size = in.getSize();
-    if (size == 0 || size > UINT32_MAX - 32) return std::make_unique<DataBuffer>();
-    auto out = std::make_unique<DataBuffer>(size + 32);
-    if (out->getCapacity() == 0) return out;
-    uint8_t* p = out->getData();
-    std::memcpy(p, in.data(), size);
-    out->setSize(size);
-    for (uint32_t at = 0; at + kBlockSize <= size; at += kBlockSize) {
-        if (m_ecb == 1) {
-            cryptBlock(p + at, p + at, true);
-        } else {
-            for (int i = 0; i < 8; ++i) p[at + i] ^= chain[i];
-            cryptBlock(p + at, p + at, true);
-            std::memcpy(chain, p + at, 8);
-        }
-    }
-    return out;
+    return encryptBlocks8(in, chain, m_ecb == 1, blockFunction(true));
 }
 
 std::unique_ptr<DataBuffer> ZenvaryDes::decrypt(const DataBuffer& in, uint8_t chain[8]) const {
-    const uint32_t size = in.getSize() - in.getSize() % kBlockSize;
-    if (size == 0 || size > UINT32_MAX - 32) return std::make_unique<DataBuffer>();
-    auto out = std::make_unique<DataBuffer>(size + 32);
-    if (out->getCapacity() == 0) return out;
-    const uint8_t* src = in.data();
-    uint8_t* p = out->getData();
-    out->setSize(size);
-    for (uint32_t at = 0; at < size; at += kBlockSize) {
-        cryptBlock(src + at, p + at, false);
-        if (m_ecb != 1) {
-            for (int i = 0; i < 8; ++i) p[at + i] ^= chain[i];
-            std::memcpy(chain, src + at, 8);
-        }
-    }
-    return out;
+    return decryptBlocks8(in, chain, m_ecb == 1, blockFunction(false));
 }
 
 std::unique_ptr<DataBuffer> ZenvaryDes::encryptPadded(DataBuffer& data, uint8_t chain[8]) {
-    const uint32_t saved = data.getSize();
-    data.padForEncryption(m_paddingScheme, kBlockSize);
-    auto out = encrypt(data, chain);
-    data.setSize(saved);
-    return out;
+    return encryptPadded8(data, m_paddingScheme, chain, m_ecb == 1, blockFunction(true));
 }
 
 std::unique_ptr<DataBuffer> ZenvaryDes::EncryptAll(DataBuffer& data, LogBase* log) {
@@ -164,15 +130,7 @@ std::unique_ptr<DataBuffer> ZenvaryDes::EncryptLast(DataBuffer& data, DataBuffer
 
 std::unique_ptr<DataBuffer> ZenvaryDes::decryptChunk(DataBuffer& data, uint8_t* chain, bool first, bool last,
                                                      LogBase* log) {
-    uint8_t unused[8] = {};
-    if (!chain) {
-        if (m_ecb != 1) return std::make_unique<DataBuffer>();
-        chain = unused;
-    }
-    if (first) std::memcpy(chain, m_iv, 8);
-    auto out = decrypt(data, chain);
-    if (last) out->unpadAfterDecryption(m_paddingScheme, kBlockSize, log);
-    return out;
+    return decryptChunk8(data, chain, m_iv, first, last, m_ecb == 1, m_paddingScheme, log, blockFunction(false));
 }
 
 std::unique_ptr<DataBuffer> ZenvaryDes::DecryptFirst(DataBuffer& data, uint8_t* chain, LogBase* log) {

@@ -66,6 +66,9 @@ public:
 private:
     void schedule(const uint8_t* key, uint32_t keyCount);
     void cryptBlock(const uint8_t* in, uint8_t* out, bool encrypt) const;
+    auto blockFunction(bool encrypt) const {
+        return [this, encrypt](const uint8_t* in, uint8_t* out) { cryptBlock(in, out, encrypt); };
+    }
     // Encrypts the whole blocks of a copy of `in` in place, chained through `chain`.
     std::unique_ptr<DataBuffer> encrypt(const DataBuffer& in, uint8_t chain[8]) const;
     // Decrypts the whole blocks of `in` into a new buffer of that rounded length.

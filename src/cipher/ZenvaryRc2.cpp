@@ -6,6 +6,22 @@
 
 namespace zenvary {
 
+namespace {
+
+auto encryptWith(const Rc2Core& core) {
+    return [&core](const uint8_t* in, uint8_t* out) {
+        core.encryptBlock(std::span<const uint8_t, 8>(in, 8), std::span<uint8_t, 8>(out, 8));
+    };
+}
+
+auto decryptWith(const Rc2Core& core) {
+    return [&core](const uint8_t* in, uint8_t* out) {
+        core.decryptBlock(std::span<const uint8_t, 8>(in, 8), std::span<uint8_t, 8>(out, 8));
+    };
+}
+
+}  // namespace
+
 ZenvaryRc2::ZenvaryRc2() {
     const uint8_t zeros[16] = {};
     m_core.setKey(zeros, m_effectiveBits);
@@ -32,50 +48,15 @@ void ZenvaryRc2::SetIV(const DataBuffer& iv) {
 }
 
 std::unique_ptr<DataBuffer> ZenvaryRc2::encrypt(const DataBuffer& in, uint8_t chain[8]) const {
-    const uint32_t size = in.getSize();
-    if (size == 0 || size > UINT32_MAX - 32) return std::make_unique<DataBuffer>();
-    auto out = std::make_unique<DataBuffer>(size + 32);
-    if (out->getCapacity() == 0) return out;
-    uint8_t* p = out->getData();
-    std::memcpy(p, in.data(), size);
-    out->setSize(size);
-    for (uint32_t at = 0; at + kBlockSize <= size; at += kBlockSize) {
-        std::span<uint8_t, 8> block(p + at, 8);
-        if (m_ecb == 1) {
-            m_core.encryptBlock(block, block);
-        } else {
-            for (int i = 0; i < 8; ++i) block[i] ^= chain[i];
-            m_core.encryptBlock(block, block);
-            std::memcpy(chain, block.data(), 8);
-        }
-    }
-    return out;
+    return encryptBlocks8(in, chain, m_ecb == 1, encryptWith(m_core));
 }
 
 std::unique_ptr<DataBuffer> ZenvaryRc2::decrypt(const DataBuffer& in, uint8_t chain[8]) const {
-    const uint32_t size = in.getSize() - in.getSize() % kBlockSize;
-    if (size == 0 || size > UINT32_MAX - 32) return std::make_unique<DataBuffer>();
-    auto out = std::make_unique<DataBuffer>(size + 32);
-    if (out->getCapacity() == 0) return out;
-    const uint8_t* src = in.data();
-    uint8_t* p = out->getData();
-    out->setSize(size);
-    for (uint32_t at = 0; at < size; at += kBlockSize) {
-        m_core.decryptBlock(std::span<const uint8_t, 8>(src + at, 8), std::span<uint8_t, 8>(p + at, 8));
-        if (m_ecb != 1) {
-            for (int i = 0; i < 8; ++i) p[at + i] ^= chain[i];
-            std::memcpy(chain, src + at, 8);
-        }
-    }
-    return out;
+    return decryptBlocks8(in, chain, m_ecb == 1, decryptWith(m_core));
 }
 
 std::unique_ptr<DataBuffer> ZenvaryRc2::encryptPadded(DataBuffer& data, uint8_t chain[8]) {
-    const uint32_t saved = data.getSize();
-    data.padForEncryption(m_paddingScheme, kBlockSize);
-    auto out = encrypt(data, chain);
-    data.setSize(saved);
-    return out;
+    return encryptPadded8(data, m_paddingScheme, chain, m_ecb == 1, encryptWith(m_core));
 }
 
 std::unique_ptr<DataBuffer> ZenvaryRc2::EncryptAll(DataBuffer& data, LogBase* log) {
@@ -107,15 +88,7 @@ std::unique_ptr<DataBuffer> ZenvaryRc2::EncryptLast(DataBuffer& data, DataBuffer
 
 std::unique_ptr<DataBuffer> ZenvaryRc2::decryptChunk(DataBuffer& data, uint8_t* chain, bool first, bool last,
                                                      LogBase* log) {
-    uint8_t unused[8] = {};
-    if (!chain) {
-        if (m_ecb != 1) return std::make_unique<DataBuffer>();
-        chain = unused;
-    }
-    if (first) std::memcpy(chain, m_iv, 8);
-    auto out = decrypt(data, chain);
-    if (last) out->unpadAfterDecryption(m_paddingScheme, kBlockSize, log);
-    return out;
+    return decryptChunk8(data, chain, m_iv, first, last, m_ecb == 1, m_paddingScheme, log, decryptWith(m_core));
 }
 
 std::unique_ptr<DataBuffer> ZenvaryRc2::DecryptFirst(DataBuffer& data, uint8_t* chain, LogBase* log) {
