@@ -2,6 +2,8 @@
 // encoded round trips, bad input, name edge cases, expiry, trust flags and
 // the key link.
 #include <gtest/gtest.h>
+#include <openssl/ec.h>
+#include <openssl/pkcs12.h>
 #include <strings.h>
 
 #include <algorithm>
@@ -18,6 +20,9 @@
 #include "pki/cert/ClsCert.h"
 #include "pki/key/ClsPrivateKey.h"
 #include "pki/key/KeyContainer.h"
+#include "pki/cert/CertPfx.h"
+#include "pki/store/CertLookup.h"
+#include "pki/store/CertRevocation.h"
 #include "pki/store/CertificateStore.h"
 #include "PkiFixture.h"
 
@@ -595,6 +600,299 @@ TEST_F(CertificateTest, PrivateKeyImportedUnderTheThumbprintAndExported) {
     bool publicMatches = false;
     EXPECT_EQ(privateExponent(exported->getDer(), &publicMatches, h().leafPkey.get()), exponentOf(h().leafPkey.get()));
     EXPECT_TRUE(publicMatches);
+}
+
+
+// A version 1 certificate: makeCert's result made v1 and signed again.
+X509Ptr makeV1(EVP_PKEY* key) {
+    CertRecipe r;
+    r.subject = {{"CN", "Version One"}};
+    r.subjectKey = key;
+    X509Ptr cert = makeCert(r);
+    X509_set_version(cert.get(), 0);
+    X509_sign(cert.get(), key, EVP_sha256());
+    return cert;
+}
+
+// A CRL of `issuer`, signed with `key`, listing the serials of `revoked`.
+void writeCrl(const std::string& path, X509* issuer, EVP_PKEY* key, const std::vector<X509*>& revoked) {
+    X509_CRL* crl = X509_CRL_new();
+    X509_CRL_set_version(crl, 1);
+    X509_CRL_set_issuer_name(crl, X509_get_subject_name(issuer));
+    ASN1_TIME* now = X509_gmtime_adj(nullptr, -60);
+    ASN1_TIME* next = X509_gmtime_adj(nullptr, 86400);
+    X509_CRL_set1_lastUpdate(crl, now);
+    X509_CRL_set1_nextUpdate(crl, next);
+    for (X509* cert : revoked) {
+        X509_REVOKED* entry = X509_REVOKED_new();
+        X509_REVOKED_set_serialNumber(entry, X509_get_serialNumber(cert));
+        X509_REVOKED_set_revocationDate(entry, now);
+        X509_CRL_add0_revoked(crl, entry);
+    }
+    X509_CRL_sort(crl);
+    X509_CRL_sign(crl, key, EVP_sha256());
+    FILE* f = fopen(path.c_str(), "w");
+    ASSERT_NE(f, nullptr) << path;
+    PEM_write_X509_CRL(f, crl);
+    fclose(f);
+    ASN1_TIME_free(now);
+    ASN1_TIME_free(next);
+    X509_CRL_free(crl);
+}
+
+std::string subjectCn(const Certificate* cert) {
+    XString cn;
+    if (cert) cert->getSubjectPart("CN", cn);
+    return std::string(cn.utf8View());
+}
+
+TEST_F(CertificateTest, VersionKeyUsageBitsAndSelfSignature) {
+    std::unique_ptr<Certificate> root(loadFile(h().rootPem)), leaf(loadFile(h().leafPem)),
+        server(loadFile(h().serverPem));
+    ASSERT_TRUE(root && leaf && server);
+    EXPECT_EQ(root->getVersion(), 3);
+    EXPECT_EQ(root->getKeyUsageBits(), 0x04u | 0x02u);
+    EXPECT_EQ(leaf->getKeyUsageBits(), 0x80u | 0x40u | 0x20u | 0x10u);
+    EXPECT_EQ(server->getKeyUsageBits(), 0x80u);
+    EXPECT_TRUE(root->isSelfSigned());
+    EXPECT_FALSE(leaf->isSelfSigned());
+    EXPECT_TRUE(root->isTimeValid() && leaf->isTimeValid());
+
+    X509Ptr v1 = makeV1(h().leafPkey.get());
+    std::unique_ptr<Certificate> one(wrap(v1.get()));
+    ASSERT_TRUE(one);
+    EXPECT_EQ(one->getVersion(), 1);
+    EXPECT_EQ(one->getKeyUsageBits(), 0u) << "no extension, no bits";
+    EXPECT_TRUE(one->isSelfSigned());
+
+    // The same name on both sides but another key's signature: self-issued,
+    // not self-signed.
+    CertRecipe forged;
+    forged.subject = {{"CN", "Looks Like A Root"}};
+    forged.subjectKey = h().leafPkey.get();
+    forged.issuerKey = h().rootPkey.get();
+    forged.extensions = {{NID_key_usage, "critical,keyAgreement,encipherOnly,decipherOnly"}};
+    std::unique_ptr<Certificate> fake(wrap(makeCert(forged).get()));
+    ASSERT_TRUE(fake);
+    EXPECT_TRUE(fake->isSelfIssued());
+    EXPECT_FALSE(fake->isSelfSigned());
+    EXPECT_EQ(fake->getKeyUsageBits(), 0x08u | 0x01u | 0x8000u);
+
+    // Not yet valid: neither expired nor in its validity.
+    CertRecipe early;
+    early.subject = {{"CN", "Not Yet"}};
+    early.subjectKey = h().leafPkey.get();
+    early.notBeforeOffset = 7200;
+    std::unique_ptr<Certificate> later(wrap(makeCert(early).get()));
+    ASSERT_TRUE(later);
+    EXPECT_FALSE(later->isExpired());
+    EXPECT_FALSE(later->isTimeValid());
+
+    Certificate empty;
+    EXPECT_EQ(empty.getVersion(), 0);
+    EXPECT_EQ(empty.getKeyUsageBits(), 0u);
+    EXPECT_FALSE(empty.isSelfSigned() || empty.isTimeValid());
+}
+
+TEST_F(CertificateTest, PfxRoundTripKeepsCertificateKeyAndChain) {
+    std::unique_ptr<Certificate> leaf(loadFile(h().leafPem)), inter(loadFile(h().interPem));
+    ASSERT_TRUE(leaf && inter);
+    unsigned char* raw = nullptr;
+    int n = i2d_PrivateKey(h().leafPkey.get(), &raw);
+    ASSERT_GT(n, 0);
+    DataBuffer keyDer;
+    keyDer.append(raw, static_cast<uint32_t>(n));
+    OPENSSL_free(raw);
+
+    Logger log;
+    DataBuffer pfx;
+    ASSERT_TRUE(writePfx(*leaf, keyDer, {inter.get()}, "s3cret ü", pfx, &log)) << logText(log);
+
+    CertContext* ctx = nullptr;
+    DataBuffer backKey;
+    ASSERT_TRUE(readPfx(pfx.data(), pfx.getSize(), "s3cret ü", ctx, backKey, &log)) << logText(log);
+    ASSERT_NE(ctx, nullptr);
+    EXPECT_TRUE(ctx->encoded().equals(leaf->context()->encoded())) << "the keyed certificate, not the chain's";
+    EXPECT_TRUE(backKey.equals(keyDer));
+    CertContext::release(ctx);
+
+    // The chain member is in the bundle too.
+    PKCS12* p12 = nullptr;
+    const unsigned char* p = pfx.data();
+    p12 = d2i_PKCS12(nullptr, &p, static_cast<long>(pfx.getSize()));
+    ASSERT_NE(p12, nullptr);
+    EVP_PKEY* key = nullptr;
+    X509* cert = nullptr;
+    STACK_OF(X509)* ca = nullptr;
+    ASSERT_EQ(PKCS12_parse(p12, "s3cret ü", &key, &cert, &ca), 1);
+    ASSERT_EQ(sk_X509_num(ca), 1);
+    EXPECT_EQ(X509_cmp(sk_X509_value(ca, 0), h().inter.get()), 0);
+    EVP_PKEY_free(key);
+    X509_free(cert);
+    sk_X509_pop_free(ca, X509_free);
+    PKCS12_free(p12);
+
+    // Wrong password, cut data, no data: false with the reason, nothing out.
+    Logger wrong;
+    EXPECT_FALSE(readPfx(pfx.data(), pfx.getSize(), "s3cret", ctx, backKey, &wrong));
+    EXPECT_EQ(ctx, nullptr);
+    EXPECT_EQ(backKey.getSize(), 0u);
+    EXPECT_NE(logText(wrong).find("The PFX password is wrong or the data is damaged."), std::string::npos);
+    Logger cut;
+    EXPECT_FALSE(readPfx(pfx.data(), pfx.getSize() / 2, "s3cret ü", ctx, backKey, &cut));
+    EXPECT_NE(logText(cut).find("Failed to decode PFX data."), std::string::npos);
+    Logger none;
+    EXPECT_FALSE(readPfx(nullptr, 0, nullptr, ctx, backKey, &none));
+    EXPECT_NE(logText(none).find("No PFX data."), std::string::npos);
+
+    // A key that is not the certificate's RSA key cannot be written.
+    Logger bad;
+    DataBuffer garbage;
+    garbage.append(reinterpret_cast<const uint8_t*>("\x30\x03\x02\x01\x00"), 5);
+    EXPECT_FALSE(writePfx(*leaf, garbage, {}, "x", pfx, &bad));
+    EXPECT_EQ(pfx.getSize(), 0u);
+}
+
+TEST_F(CertificateTest, PfxWithAnEcKeyIsRefused) {
+    EVP_PKEY* ec = EVP_EC_gen("P-256");
+    ASSERT_NE(ec, nullptr);
+    CertRecipe r;
+    r.subject = {{"CN", "EC Holder"}};
+    r.subjectKey = ec;
+    X509Ptr cert = makeCert(r);
+    PKCS12* p12 = PKCS12_create("pw", nullptr, ec, cert.get(), nullptr, 0, 0, 0, 0, 0);
+    ASSERT_NE(p12, nullptr);
+    unsigned char* der = nullptr;
+    int n = i2d_PKCS12(p12, &der);
+    PKCS12_free(p12);
+    EVP_PKEY_free(ec);
+    ASSERT_GT(n, 0);
+    CertContext* ctx = nullptr;
+    DataBuffer key;
+    Logger log;
+    EXPECT_FALSE(readPfx(der, static_cast<uint32_t>(n), "pw", ctx, key, &log));
+    OPENSSL_free(der);
+    EXPECT_EQ(ctx, nullptr);
+    EXPECT_NE(logText(log).find("The PFX private key is not an RSA key."), std::string::npos);
+}
+
+TEST_F(CertificateTest, StoreLookupsPreferValidCertificates) {
+    putInStore(paths().userStores + "/MY", h().leaf.get(), "leaf.pem");
+    putInStore(paths().machineStores + "/CA", h().inter.get(), "inter.pem");
+    putInStore(paths().rootStore, h().root.get(), "root.pem");
+    // An expired namesake of the intermediate in a store searched earlier.
+    CertRecipe old;
+    old.subject = {{"CN", "Zenvary Test Intermediate"}, {"O", "Old"}};
+    old.subjectKey = h().interPkey.get();
+    old.notBeforeOffset = -86400L * 20;
+    old.notAfterOffset = -86400L * 10;
+    X509Ptr expired = makeCert(old);
+    putInStore(paths().machineStores + "/MY", expired.get(), "old.pem");
+    CertRecipe gone;
+    gone.subject = {{"CN", "Only Expired"}, {"emailAddress", "gone@zenvary.test"}};
+    gone.subjectKey = h().leafPkey.get();
+    gone.notAfterOffset = -60;
+    X509Ptr onlyExpired = makeCert(gone);
+    putInStore(paths().userStores + "/MY", onlyExpired.get(), "gone.pem");
+
+    Logger log;
+    std::unique_ptr<Certificate> found(findCertInStores(CertLookupField::EmailAddress, "LEAF@zenvary.test", &log));
+    EXPECT_EQ(subjectCn(found.get()), "Leaf Signer") << logText(log);
+    found.reset(findCertInStores(CertLookupField::EmailAddress, " leaf.signer@zenvary.test", &log));
+    EXPECT_EQ(subjectCn(found.get()), "Leaf Signer");
+    found.reset(findCertInStores(CertLookupField::EmailAddress, "first@zenvary.test", &log));
+    EXPECT_EQ(subjectCn(found.get()), "Leaf Signer") << "any e-mail name of the alternative name";
+    found.reset(findCertInStores(CertLookupField::CommonName, "zenvary test intermediate", &log));
+    ASSERT_TRUE(found);
+    XString org;
+    found->getSubjectPart("O", org);
+    EXPECT_STREQ(org.getUtf8(), "Zenvary Test") << "the valid one, though the expired one comes first";
+    Logger onlyLog;
+    found.reset(findCertInStores(CertLookupField::EmailAddress, "gone@zenvary.test", &onlyLog));
+    EXPECT_EQ(subjectCn(found.get()), "Only Expired");
+    EXPECT_NE(logText(onlyLog).find("Only an expired certificate matches."), std::string::npos);
+    Logger miss;
+    EXPECT_EQ(findCertInStores(CertLookupField::CommonName, "Leaf", &miss), nullptr) << "no partial match";
+    EXPECT_NE(logText(miss).find("No certificate found in the certificate stores."), std::string::npos);
+    EXPECT_EQ(findCertInStores(CertLookupField::EmailAddress, "  ", nullptr), nullptr);
+
+    std::unique_ptr<Certificate> leaf(loadFile(h().leafPem)), root(loadFile(h().rootPem));
+    std::unique_ptr<Certificate> issuer(findIssuerInStores(*leaf));
+    EXPECT_EQ(subjectCn(issuer.get()), "Zenvary Test Intermediate");
+    issuer.reset(findIssuerInStores(*root));
+    EXPECT_EQ(subjectCn(issuer.get()), "Zenvary Test Root");
+    Certificate empty;
+    EXPECT_EQ(findIssuerInStores(empty), nullptr);
+}
+
+TEST_F(CertificateTest, RevocationByListsBesideTheStores) {
+    std::unique_ptr<Certificate> leaf(loadFile(h().leafPem)), server(loadFile(h().serverPem));
+    ASSERT_TRUE(leaf && server);
+    Logger log;
+    EXPECT_EQ(checkRevocation(*leaf, &log), -1) << "no issuer in the stores";
+    EXPECT_NE(logText(log).find("The issuer of the certificate is not in the certificate stores."), std::string::npos);
+
+    putInStore(paths().userStores + "/CA", h().inter.get(), "inter.pem");
+    Logger noList;
+    EXPECT_EQ(checkRevocation(*leaf, &noList), -1);
+    EXPECT_NE(logText(noList).find("No revocation list of the issuer was found."), std::string::npos);
+
+    // A list signed by the wrong key does not count.
+    writeCrl(paths().userStores + "/CA/forged.crl", h().inter.get(), h().rootPkey.get(), {h().leaf.get()});
+    Logger forged;
+    EXPECT_EQ(checkRevocation(*leaf, &forged), -1);
+    EXPECT_NE(logText(forged).find("crlSignatureFails"), std::string::npos);
+
+    runCommand("mkdir -p " + shellQuote(paths().rootStore));
+    writeCrl(paths().rootStore + "/inter.crl", h().inter.get(), h().interPkey.get(), {h().leaf.get()});
+    Logger revoked;
+    EXPECT_EQ(checkRevocation(*leaf, &revoked), 1) << logText(revoked);
+    EXPECT_NE(logText(revoked).find("Certificate is revoked."), std::string::npos);
+    Logger fine;
+    EXPECT_EQ(checkRevocation(*server, &fine), 0) << logText(fine);
+    EXPECT_NE(logText(fine).find("inter.crl"), std::string::npos);
+    // A list of another issuer says nothing about the root.
+    std::unique_ptr<Certificate> root(loadFile(h().rootPem));
+    EXPECT_EQ(checkRevocation(*root, nullptr), -1);
+}
+
+TEST_F(CertificateTest, ClsCertMembersKeepTheCertificateOnFailure) {
+    ClsCert cert(loadFile(h().leafPem));
+    DataBuffer junk;
+    junk.append(reinterpret_cast<const uint8_t*>("not a bundle"), 12);
+    XString pw;
+    pw.setFromUtf8("pw");
+    EXPECT_FALSE(cert.LoadPfxData(junk, pw));
+    EXPECT_FALSE(cert.LoadFromBinary(junk));
+    XString name;
+    name.setFromUtf8("Nobody At All");
+    EXPECT_FALSE(cert.LoadByCommonName(name));
+    EXPECT_EQ(subjectCn(cert.getCertificate()), "Leaf Signer");
+
+    XString out;
+    out.setFromUtf8((storeDir() + "/out.p12").c_str());
+    EXPECT_FALSE(cert.ExportToPfxFile(out, pw, false));
+    EXPECT_NE(logText(cert.log()).find("Failed to export private key."), std::string::npos);
+    EXPECT_FALSE(cert.HasPrivateKey());
+
+    // The chain of the leaf builds from the stores: the test passes; without
+    // the root it fails on trust.
+    EXPECT_FALSE(cert.TestCert());
+    EXPECT_NE(logText(cert.log()).find("trustedRoot: failed"), std::string::npos);
+    putInStore(paths().machineStores + "/CA", h().inter.get(), "inter.pem");
+    putInStore(paths().rootStore, h().root.get(), "root.pem");
+    EXPECT_TRUE(cert.TestCert()) << logText(cert.log());
+    EXPECT_NE(logText(cert.log()).find("revocation: unknown"), std::string::npos);
+    EXPECT_FALSE(cert.IsExpired());
+    EXPECT_EQ(cert.CheckRevoked(), -1);
+
+    ClsCert empty;
+    EXPECT_TRUE(empty.IsExpired());
+    EXPECT_FALSE(empty.TestCert());
+    EXPECT_EQ(empty.CheckRevoked(), -1);
+    DataBuffer der;
+    EXPECT_FALSE(empty.ExportCertDer(der));
+    EXPECT_NE(logText(empty.log()).find("Object does not contain a certificate"), std::string::npos);
 }
 
 }  // namespace

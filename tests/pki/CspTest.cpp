@@ -1,12 +1,15 @@
 // Providers and their algorithms: the provider type table, the object
 // identifiers (checked against OpenSSL's registry), the installed
 // providers' lists in their order, the acquire and its log lines and
-// retries, the default choice of hash and cipher, and the serialized text.
+// retries, the default choice of hash and cipher, the serialized text, the
+// indexed queries and the listing of key containers.
 #include <gtest/gtest.h>
 #include <openssl/evp.h>
 #include <openssl/objects.h>
 #include <openssl/provider.h>
 
+#include <algorithm>
+#include <climits>
 #include <string>
 #include <vector>
 
@@ -17,6 +20,7 @@
 #include "pki/csp/CryptoAlg.h"
 #include "pki/csp/CryptoSP.h"
 #include "pki/csp/CspProvider.h"
+#include "pki/key/ClsKeyContainer.h"
 #include "pki/key/KeyStorage.h"
 #include "pki/platform/PkiLibCtx.h"
 
@@ -505,6 +509,178 @@ TEST(Csp, SerializedText) {
     ClsCSP empty;
     EXPECT_FALSE(empty.loadSerialized("   "));
     EXPECT_FALSE(empty.loadSerialized(nullptr));
+}
+
+// The indexed queries walk the provider's own list: for every provider they
+// give, class by class, exactly the algorithms of listAlgorithms in order,
+// as many as the counters say, and nothing past the end.
+TEST(Csp, IndexedQueriesFollowTheProviderList) {
+    keytest::TempRoots roots;
+    using C = ClsCSP::AlgClass;
+    auto classOf = [](const CryptoAlg& a) {
+        return a.isEncrypt() ? C::Encrypt : a.isHash() ? C::Hash : a.isSignature() ? C::Signature : C::KeyExchange;
+    };
+    ClsCSP csp;
+    for (const char* provider : {kEnhanced, kBase, kStrong, kAes, kAesPrototype}) {
+        if (provider != kEnhanced) {
+            ASSERT_TRUE(csp.put_ProviderName(provider)) << provider;
+        }
+        StringBuffer now;
+        csp.get_ProviderName(now);
+        ASSERT_EQ(std::string(now.view()), provider);
+
+        CryptoSP* sp = CryptoSP::acquireCsp(provider, nullptr, true, false, nullptr);
+        ASSERT_NE(sp, nullptr);
+        ExtPtrArray list;
+        sp->listAlgorithms(list);
+        std::vector<AlgRow> expected[4];
+        for (int32_t i = 0; i < list.getCount(); ++i) {
+            const CryptoAlg* a = list.at<CryptoAlg>(i);
+            expected[static_cast<int>(classOf(*a))].push_back({std::string(a->getName().view()), a->getNumBits(), 0});
+        }
+        list.deleteAll();
+        delete sp;
+
+        const uint32_t counts[4] = {csp.get_NumEncryptAlgorithms(), csp.get_NumHashAlgorithms(),
+                                    csp.get_NumKeyExchangeAlgorithms(), csp.get_NumSignatureAlgorithms()};
+        for (C cls : {C::Encrypt, C::Hash, C::KeyExchange, C::Signature}) {
+            const auto& rows = expected[static_cast<int>(cls)];
+            EXPECT_EQ(counts[static_cast<int>(cls)], rows.size()) << provider;
+            for (size_t i = 0; i < rows.size(); ++i) {
+                StringBuffer name;
+                uint32_t bits = 12345;
+                ASSERT_TRUE(csp.getAlgorithm(cls, static_cast<int32_t>(i), name, bits)) << provider << " " << i;
+                EXPECT_EQ(std::string(name.view()), rows[i].name);
+                EXPECT_EQ(bits, rows[i].bits);
+            }
+            // Past the end and below 0: false, nothing written.
+            for (int32_t bad : {static_cast<int32_t>(rows.size()), static_cast<int32_t>(rows.size()) + 7, -1, INT32_MIN}) {
+                StringBuffer name("kept");
+                uint32_t bits = 99;
+                EXPECT_FALSE(csp.getAlgorithm(cls, bad, name, bits)) << provider << " " << bad;
+                EXPECT_EQ(std::string(name.view()), "kept");
+                EXPECT_EQ(bits, 99u);
+            }
+        }
+    }
+    // The AES provider's first cipher and last hash, as known answers.
+    StringBuffer name;
+    uint32_t bits = 0;
+    ASSERT_TRUE(csp.getAlgorithm(C::Encrypt, 0, name, bits));
+    EXPECT_EQ(std::string(name.view()), "RC2");
+    EXPECT_EQ(bits, 128u);
+    name.clear();
+    ASSERT_TRUE(csp.getAlgorithm(C::Hash, static_cast<int32_t>(csp.get_NumHashAlgorithms()) - 1, name, bits));
+    EXPECT_EQ(std::string(name.view()), "SHA-512");
+    EXPECT_EQ(bits, 512u);
+    name.clear();
+    ASSERT_TRUE(csp.getAlgorithm(C::KeyExchange, 0, name, bits));
+    EXPECT_EQ(std::string(name.view()), "RSA_KEYX");
+    EXPECT_EQ(bits, 1024u);
+}
+
+TEST(Csp, HasAlgorithmAndProviderShortcuts) {
+    keytest::TempRoots roots;
+    ClsCSP csp;
+    // Name trimmed and without regard to case; the key size must match
+    // exactly, and the class must be right.
+    EXPECT_TRUE(csp.HasEncryptAlgorithm("3des", 168));
+    EXPECT_TRUE(csp.HasEncryptAlgorithm("  3DES TWO KEY ", 112));
+    EXPECT_FALSE(csp.HasEncryptAlgorithm("3DES", 112));
+    EXPECT_FALSE(csp.HasEncryptAlgorithm("AES 128", 128));  // not on this provider
+    EXPECT_FALSE(csp.HasEncryptAlgorithm("SHA-1", 160));    // a hash
+    EXPECT_FALSE(csp.HasEncryptAlgorithm(nullptr, 0));
+    EXPECT_TRUE(csp.HasHashAlgorithm("sha-1", 160));
+    EXPECT_TRUE(csp.HasHashAlgorithm("HMAC", 0));
+    EXPECT_FALSE(csp.HasHashAlgorithm("SHA-1", 128));
+    EXPECT_FALSE(csp.HasHashAlgorithm("RC2", 128));
+    EXPECT_FALSE(csp.HasHashAlgorithm("SHA-256", 256));
+
+    // Already the Enhanced provider: true, and nothing changes or logs.
+    csp.log().clear();
+    EXPECT_TRUE(csp.SetProviderMicrosoftEnhanced());
+    EXPECT_EQ(logText(csp.log()).find("did not change"), std::string::npos);
+    EXPECT_EQ(csp.get_EncryptNumBits(), 0u);
+
+    struct Row {
+        bool (ClsCSP::*set)();
+        const char* name;
+        uint32_t type;
+        const char* cipher;
+        uint32_t cipherBits;
+    };
+    const Row rows[] = {
+        {&ClsCSP::SetProviderMicrosoftRsaAes, kAes, 24, "RC2", 128},
+        {&ClsCSP::SetProviderMicrosoftBase, kBase, 1, "RC2", 40},
+        {&ClsCSP::SetProviderMicrosoftStrong, kStrong, 1, "RC2", 128},
+        {&ClsCSP::SetProviderMicrosoftEnhanced, kEnhanced, 1, "RC2", 128},
+    };
+    for (const Row& row : rows) {
+        ASSERT_TRUE((csp.*row.set)()) << row.name;
+        StringBuffer name, cipher, hash;
+        csp.get_ProviderName(name);
+        csp.get_EncryptAlgorithm(cipher);
+        csp.get_HashAlgorithm(hash);
+        EXPECT_EQ(std::string(name.view()), row.name);
+        EXPECT_EQ(csp.get_ProviderType(), row.type);
+        EXPECT_EQ(std::string(cipher.view()), row.cipher) << row.name;
+        EXPECT_EQ(csp.get_EncryptNumBits(), row.cipherBits) << row.name;
+        EXPECT_EQ(std::string(hash.view()), "SHA-1") << row.name;
+    }
+    // AES is there only on the AES provider.
+    ASSERT_TRUE(csp.SetProviderMicrosoftRsaAes());
+    EXPECT_TRUE(csp.HasEncryptAlgorithm("aes 192", 192));
+    EXPECT_TRUE(csp.HasHashAlgorithm("SHA-384", 384));
+
+    // The container name is a plain setting.
+    csp.put_KeyContainerName("vault 7");
+    StringBuffer container;
+    csp.get_KeyContainerName(container);
+    EXPECT_EQ(std::string(container.view()), "vault 7");
+    csp.put_KeyContainerName(nullptr);
+    container.clear();
+    csp.get_KeyContainerName(container);
+    EXPECT_EQ(std::string(container.view()), "");
+}
+
+TEST(Csp, KeyContainerNames) {
+    ClsCSP csp;
+    {
+        // No root: no containers, no failure.
+        PkiPaths none;
+        PkiPathsOverride unset(none);
+        EXPECT_TRUE(csp.GetKeyContainerNames().empty());
+    }
+    keytest::TempRoots roots;
+    EXPECT_TRUE(csp.GetKeyContainerNames().empty());  // the root does not exist yet
+
+    // Names that need escaping come back as they were given.
+    const std::vector<std::string> userNames = {"zeta", "Alpha box", ".dot", "a/b%41", "grüße", "1"};
+    for (const std::string& name : userNames) {
+        ClsKeyContainer kc;
+        ASSERT_TRUE(kc.CreateContainer(name.c_str(), false, nullptr)) << name;
+    }
+    ClsKeyContainer machine;
+    ASSERT_TRUE(machine.CreateContainer("machine one", true, nullptr));
+    // A stray file in the root is no container.
+    keytest::writeFile(PkiPaths::current().userKeys + "/stray", "x", 1);
+
+    std::vector<std::string> sorted = userNames;
+    std::sort(sorted.begin(), sorted.end());
+    EXPECT_EQ(csp.GetKeyContainerNames(), sorted);
+    csp.put_MachineKeyset(true);
+    EXPECT_EQ(csp.GetKeyContainerNames(), std::vector<std::string>{"machine one"});
+    csp.put_MachineKeyset(false);
+
+    // The directory names are the escaped ones; unescaping inverts every byte.
+    std::string all;
+    for (int c = 1; c < 256; ++c) all.push_back(static_cast<char>(c));
+    EXPECT_EQ(KeyStorage::unescapeName(KeyStorage::escapeName(all.c_str())), all);
+    EXPECT_EQ(KeyStorage::unescapeName(KeyStorage::escapeName(".hidden")), ".hidden");
+    // A "%" without two hex digits after it stays as it is.
+    EXPECT_EQ(KeyStorage::unescapeName("100%"), "100%");
+    EXPECT_EQ(KeyStorage::unescapeName("%4"), "%4");
+    EXPECT_EQ(KeyStorage::unescapeName("%zz%41%61"), "%zzAa");
 }
 
 }  // namespace

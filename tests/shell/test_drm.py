@@ -12,26 +12,14 @@ import tempfile
 import unittest
 
 import zenvary
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "support"))
+from shell_support import read, run, write  # noqa: E402
 
 CLI = os.environ.get("ZENVARY_CLI", "zenvary")
 KEY = bytes(range(16))
 KEY_B64 = base64.b64encode(KEY).decode()
 IV_HEX = "F0E1D2C3B4A5968778695A4B3C2D1E0F"
 HEADERS = ["Encryption-Method: AES128CBC;padding=RFC2630", "Rights-Issuer: http://ri.example/issue"]
-
-
-def run(*args, data=b""):
-    return subprocess.run([CLI, *args], input=data, capture_output=True, timeout=600)
-
-
-def write(path, data):
-    with open(path, "wb") as f:
-        f.write(data)
-
-
-def read(path):
-    with open(path, "rb") as f:
-        return f.read()
 
 
 def read_uintvar(buf, pos):

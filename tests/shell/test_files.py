@@ -9,24 +9,12 @@ import subprocess
 import sys
 import tempfile
 import unittest
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "support"))
+from shell_support import read, run, write  # noqa: E402
 
 CLI = os.environ.get("ZENVARY_CLI", "zenvary")
 KEY = "000102030405060708090A0B0C0D0E0F101112131415161718191A1B1C1D1E1F"
 IV = "F0E0D0C0B0A090807060504030201000"
-
-
-def run(*args, data=b""):
-    return subprocess.run([CLI, *args], input=data, capture_output=True, timeout=600)
-
-
-def write(path, data):
-    with open(path, "wb") as f:
-        f.write(data)
-
-
-def read(path):
-    with open(path, "rb") as f:
-        return f.read()
 
 
 class FileEncryption(unittest.TestCase):

@@ -6,34 +6,13 @@ certificates and keys made by openssl for this run."""
 import base64
 import os
 import shutil
-import subprocess
 import sys
 import tempfile
 import unittest
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "support"))
+from shell_support import LEGACY, openssl, read, run, write  # noqa: E402
 
 CLI = os.environ.get("ZENVARY_CLI", "zenvary")
-LEGACY = ["-provider", "legacy", "-provider", "default"]
-
-
-def run(*args, data=b""):
-    return subprocess.run([CLI, *args], input=data, capture_output=True, timeout=120)
-
-
-def openssl(*args, data=b"", check=True):
-    r = subprocess.run(["openssl", *args], input=data, capture_output=True, timeout=120)
-    if check and r.returncode != 0:
-        raise AssertionError("openssl %s: %s" % (" ".join(args), r.stderr.decode(errors="replace")))
-    return r
-
-
-def write(path, data):
-    with open(path, "wb") as f:
-        f.write(data)
-
-
-def read(path):
-    with open(path, "rb") as f:
-        return f.read()
 
 
 class Pki:

@@ -75,6 +75,18 @@ public:
 
     bool isSelfIssued() const;
     bool isExpired() const;
+    // The X.509 version number (1, 2 or 3); 0 without a context.
+    int32_t getVersion() const;
+    // The key usage extension as a number: the first byte of its bit string
+    // (0x80 digitalSignature, 0x40 nonRepudiation, 0x20 keyEncipherment,
+    // 0x10 dataEncipherment, 0x08 keyAgreement, 0x04 keyCertSign, 0x02
+    // cRLSign, 0x01 encipherOnly) and 0x8000 for decipherOnly; 0 without
+    // the extension.
+    uint32_t getKeyUsageBits() const;
+    // Self-issued, and its signature verifies with its own public key.
+    bool isSelfSigned() const;
+    // Within its validity now (UTC).
+    bool isTimeValid() const;
     bool matchesSubject(const XString& text) const;
 
     // Key usage and extended key usage.

@@ -7,6 +7,7 @@
 #include "core/ExtPtrArray.h"
 #include "pki/csp/CryptoAlg.h"
 #include "pki/csp/CryptoSP.h"
+#include "pki/key/KeyStorage.h"
 #include "pki/platform/PkiPaths.h"
 
 namespace zenvary {
@@ -28,6 +29,30 @@ bool passCipher(int pass, const CryptoAlg& alg) {
     }
     case 3: return name.equals("DES");
     case 4: return name.equals("3DES");
+    }
+    return false;
+}
+
+// The class an algorithm counts under; false for none of the four.
+bool classOf(const CryptoAlg& alg, ClsCSP::AlgClass& cls) {
+    if (alg.isEncrypt()) cls = ClsCSP::AlgClass::Encrypt;
+    else if (alg.isHash()) cls = ClsCSP::AlgClass::Hash;
+    else if (alg.isSignature()) cls = ClsCSP::AlgClass::Signature;
+    else if (alg.isKeyExchange()) cls = ClsCSP::AlgClass::KeyExchange;
+    else return false;
+    return true;
+}
+
+// Whether the list holds an algorithm of that class, name and key size.
+bool listHas(const ExtPtrArray& algs, ClsCSP::AlgClass wanted, const char* name, uint32_t numBits) {
+    StringBuffer target(name ? name : "");
+    target.trim();
+    for (int32_t i = 0; i < algs.getCount(); ++i) {
+        const CryptoAlg* alg = algs.at<CryptoAlg>(i);
+        ClsCSP::AlgClass cls;
+        if (classOf(*alg, cls) && cls == wanted && alg->getNumBits() == numBits &&
+            alg->getName().equalsNoCase(target.getString()))
+            return true;
     }
     return false;
 }
@@ -66,10 +91,14 @@ bool ClsCSP::recount(bool withLog) {
     for (int32_t i = 0; i < algs.getCount(); ++i) {
         const CryptoAlg* alg = algs.at<CryptoAlg>(i);
         if (withLog) m_log.logData("algorithm", alg->getName().getString());
-        if (alg->isEncrypt()) ++numEncrypt;
-        else if (alg->isHash()) ++numHash;
-        else if (alg->isSignature()) ++numSignature;
-        else if (alg->isKeyExchange()) ++numKeyExchange;
+        AlgClass cls;
+        if (!classOf(*alg, cls)) continue;
+        switch (cls) {
+        case AlgClass::Encrypt: ++numEncrypt; break;
+        case AlgClass::Hash: ++numHash; break;
+        case AlgClass::Signature: ++numSignature; break;
+        case AlgClass::KeyExchange: ++numKeyExchange; break;
+        }
     }
     algs.deleteAll();
     return true;
@@ -175,6 +204,51 @@ uint32_t ClsCSP::SetHashAlgorithm(const char* name) {
     hashAlg = found;
     return found->getNumBits();
 }
+
+bool ClsCSP::HasEncryptAlgorithm(const char* name, uint32_t numBits) {
+    if (!acquireIfNeeded()) return false;
+    ExtPtrArray algs;
+    csp->listAlgorithms(algs);
+    const bool found = listHas(algs, AlgClass::Encrypt, name, numBits);
+    algs.deleteAll();
+    return found;
+}
+
+bool ClsCSP::HasHashAlgorithm(const char* name, uint32_t numBits) {
+    if (!acquireIfNeeded()) return false;
+    ExtPtrArray algs;
+    csp->listAlgorithms(algs);
+    const bool found = listHas(algs, AlgClass::Hash, name, numBits);
+    algs.deleteAll();
+    return found;
+}
+
+bool ClsCSP::setProvider(const char* name) {
+    if (providerName.equalsNoCase(name)) return acquireIfNeeded();
+    return put_ProviderName(name);
+}
+
+bool ClsCSP::getAlgorithm(AlgClass wanted, int32_t index, StringBuffer& name, uint32_t& numBits) {
+    if (index < 0 || !acquireIfNeeded()) return false;
+    ExtPtrArray algs;
+    csp->listAlgorithms(algs);
+    bool found = false;
+    int32_t seen = 0;
+    for (int32_t i = 0; i < algs.getCount() && !found; ++i) {
+        const CryptoAlg* alg = algs.at<CryptoAlg>(i);
+        AlgClass cls;
+        if (!classOf(*alg, cls) || cls != wanted) continue;
+        if (seen++ == index) {
+            name.append(alg->getName().view());
+            numBits = alg->getNumBits();
+            found = true;
+        }
+    }
+    algs.deleteAll();
+    return found;
+}
+
+std::vector<std::string> ClsCSP::GetKeyContainerNames() const { return KeyStorage::listContainers(machineKeyset); }
 
 void ClsCSP::get_EncryptAlgorithm(StringBuffer& out) const {
     if (encryptAlg) out.append(encryptAlg->getName().view());

@@ -7,6 +7,8 @@
 // where a cipher or hash beginning with "*" means none.
 #pragma once
 #include <cstdint>
+#include <string>
+#include <vector>
 
 #include "core/StringBuffer.h"
 #include "crypt/ClsBase.h"
@@ -20,6 +22,12 @@ struct CryptoSettings2;
 class ClsCSP : public ClsBase {
 public:
     static constexpr const char* kDefaultProvider = "Microsoft Enhanced Cryptographic Provider v1.0";
+    static constexpr const char* kBaseProvider = "Microsoft Base Cryptographic Provider v1.0";
+    static constexpr const char* kStrongProvider = "Microsoft Strong Cryptographic Provider";
+    static constexpr const char* kRsaAesProvider = "Microsoft Enhanced RSA and AES Cryptographic Provider";
+
+    // The classes of the provider's algorithms, as the counters split them.
+    enum class AlgClass : uint8_t { Encrypt, Hash, KeyExchange, Signature };
 
     // Acquires the default provider as a verification context and counts
     // its algorithms.
@@ -31,9 +39,28 @@ public:
     // The key size of the chosen cipher or hash; 0 when not found.
     uint32_t SetEncryptAlgorithm(const char* name);
     uint32_t SetHashAlgorithm(const char* name);
+    // Whether the provider has a cipher or hash of that name (trimmed,
+    // ignoring case) and exactly that key size.
+    bool HasEncryptAlgorithm(const char* name, uint32_t numBits);
+    bool HasHashAlgorithm(const char* name, uint32_t numBits);
+    // The provider set by name; true when it is the provider afterwards
+    // (also when it was already).
+    bool SetProviderMicrosoftBase() { return setProvider(kBaseProvider); }
+    bool SetProviderMicrosoftEnhanced() { return setProvider(kDefaultProvider); }
+    bool SetProviderMicrosoftStrong() { return setProvider(kStrongProvider); }
+    bool SetProviderMicrosoftRsaAes() { return setProvider(kRsaAesProvider); }
+
+    // The algorithm at `index` among those of one class, in the provider's
+    // order: its name appended and its key size. False, with nothing
+    // written, for an index out of range or no provider.
+    bool getAlgorithm(AlgClass cls, int32_t index, StringBuffer& name, uint32_t& numBits);
+    // The key containers under the key root that MachineKeyset selects,
+    // sorted by name.
+    std::vector<std::string> GetKeyContainerNames() const;
 
     void get_ProviderName(StringBuffer& out) const { out.append(providerName.view()); }
     void get_KeyContainerName(StringBuffer& out) const { out.append(keyContainerName.view()); }
+    void put_KeyContainerName(const char* name) { keyContainerName.setString(name ? name : ""); }
     void get_EncryptAlgorithm(StringBuffer& out) const;
     uint32_t get_EncryptAlgorithmID() const;
     uint32_t get_EncryptNumBits() const;
@@ -62,6 +89,7 @@ public:
 
 private:
     bool acquireIfNeeded();
+    bool setProvider(const char* name);
     void zeroCounters();
     // Counts the provider's algorithms afresh; with `withLog` each goes to the log.
     bool recount(bool withLog);

@@ -7,15 +7,18 @@
 #include <openssl/param_build.h>
 #include <openssl/x509.h>
 
+#include <span>
 #include <vector>
 
 #include "core/DataBuffer.h"
-#include "core/ExtPtrArray.h"
 #include "core/ParseEngine.h"
 #include "core/StringBuffer.h"
+#include "core/XString.h"
 #include "encoding/ContentCoding.h"
-#include "pki/asn1/Asn1.h"
+#include "file/FileHelpers.h"
 #include "pki/key/KeyContainer.h"
+#include "pki/key/KeyFormats.h"
+#include "pki/key/KeyPem.h"
 #include "pki/platform/PkiError.h"
 #include "pki/platform/PkiLibCtx.h"
 #include "xml/TreeNode.h"
@@ -45,6 +48,10 @@ bool elementText(const TreeNode* root, const char* tag, StringBuffer& out) {
     return out.getLength() != 0;
 }
 
+std::string_view textOf(const DataBuffer& bytes) {
+    return {reinterpret_cast<const char*>(bytes.data()), bytes.getSize()};
+}
+
 }  // namespace
 
 ClsPublicKey::~ClsPublicKey() { EVP_PKEY_free(key); }
@@ -57,7 +64,10 @@ void ClsPublicKey::replace(EVP_PKEY* newKey) {
 bool ClsPublicKey::setFromNumbers(const uint8_t* modulus, uint32_t modulusSize, const uint8_t* exponent,
                                   uint32_t exponentSize) {
     OSSL_LIB_CTX* ctx = PkiLibCtx::get();
-    if (!ctx || modulusSize == 0 || exponentSize == 0) return false;
+    if (!ctx || modulusSize == 0 || exponentSize == 0) {
+        m_log.logError("Not an RSA public key");
+        return false;
+    }
     PkiError::clearOpenSsl();
     BIGNUM* n = BN_bin2bn(modulus, static_cast<int>(modulusSize), nullptr);
     BIGNUM* e = BN_bin2bn(exponent, static_cast<int>(exponentSize), nullptr);
@@ -83,17 +93,24 @@ bool ClsPublicKey::setFromNumbers(const uint8_t* modulus, uint32_t modulusSize, 
     return true;
 }
 
-bool ClsPublicKey::LoadOpenSslDer(const uint8_t* bytes, uint32_t size) {
-    LogContext context(&m_log, "LoadOpenSslDer");
-    OSSL_LIB_CTX* ctx = PkiLibCtx::get();
-    if (!bytes || size == 0 || !ctx) return false;
-    PkiError::clearOpenSsl();
-    const unsigned char* p = bytes;
-    EVP_PKEY* made = d2i_PUBKEY_ex(nullptr, &p, static_cast<long>(size), ctx, nullptr);
-    if (!made || !EVP_PKEY_is_a(made, "RSA")) {
-        EVP_PKEY_free(made);
-        PkiError::setLastFromOpenSsl();
-        PkiError::logLast(&m_log, "d2i_PUBKEY: ");
+bool ClsPublicKey::setFromKey(EVP_PKEY* rsaKey, LogBase* log) {
+    if (!rsaKey || !EVP_PKEY_is_a(rsaKey, "RSA")) {
+        if (log) log->logError("Not an RSA key");
+        return false;
+    }
+    // Through the DER, so that only the public half is kept.
+    DataBuffer spki;
+    EVP_PKEY* made = KeyFormats::encodePublic(rsaKey, KeyStructure::Spki, false, spki, log)
+                         ? KeyFormats::decodePublic(spki.bytes(), KeyStructure::Spki, log)
+                         : nullptr;
+    if (!made) return false;
+    replace(made);
+    return true;
+}
+
+bool ClsPublicKey::loadDer(const uint8_t* bytes, uint32_t size, KeyStructure structure) {
+    EVP_PKEY* made = KeyFormats::decodePublic(std::span<const uint8_t>(bytes, bytes ? size : 0), structure, &m_log);
+    if (!made) {
         m_log.logError("Not an RSA public key");
         return false;
     }
@@ -101,31 +118,13 @@ bool ClsPublicKey::LoadOpenSslDer(const uint8_t* bytes, uint32_t size) {
     return true;
 }
 
-bool ClsPublicKey::LoadRsaDer(const uint8_t* bytes, uint32_t size) {
-    LogContext context(&m_log, "LoadRsaDer");
-    // RSAPublicKey ::= SEQUENCE { modulus INTEGER, publicExponent INTEGER }
-    Asn1* top = Asn1::decodeFirst(bytes, size, &m_log);
-    bool ok = false;
-    if (top && top->getTag() == Asn1::kTagSequence && top->numSubItems() == 2 &&
-        top->getSubItem(0)->getTag() == Asn1::kTagInteger && top->getSubItem(1)->getTag() == Asn1::kTagInteger) {
-        auto n = top->getSubItem(0)->content();
-        auto e = top->getSubItem(1)->content();
-        ok = setFromNumbers(n.data(), static_cast<uint32_t>(n.size()), e.data(), static_cast<uint32_t>(e.size()));
-    } else {
-        m_log.logError("Invalid ASN.1 for RSA Public Key");
-    }
-    delete top;
-    return ok;
-}
-
-bool ClsPublicKey::LoadXml(const StringBuffer& xml) {
-    LogContext context(&m_log, "LoadXml");
+bool ClsPublicKey::loadXmlText(std::string_view xml) {
     ParseEngine input;
-    input.setText(xml.getString(), xml.getLength());
+    input.setText(xml.data(), static_cast<uint32_t>(xml.size()));
     TreeNode* root = nullptr;
     StringBuffer modulusText;
     StringBuffer exponentText;
-    bool found = parseXml(input, &m_log, nullptr, root, false) && root &&
+    bool found = !xml.empty() && parseXml(input, &m_log, nullptr, root, false) && root &&
                  elementText(root, "Modulus", modulusText) && elementText(root, "Exponent", exponentText);
     if (root) TreeNode::deleteTree(root);
     if (!found) {
@@ -140,52 +139,87 @@ bool ClsPublicKey::LoadXml(const StringBuffer& xml) {
     return setFromNumbers(modulus.data(), modulus.getSize(), exponent.data(), exponent.getSize());
 }
 
+bool ClsPublicKey::loadFile(const XString& path, DataBuffer& bytes) {
+    m_log.logData("filename", path.getUtf8());
+    return bytes.loadFile(path, &m_log);
+}
+
+bool ClsPublicKey::LoadOpenSslDer(const uint8_t* bytes, uint32_t size) {
+    MethodFrame frame(*this, "LoadOpenSslDer");
+    return loadDer(bytes, size, KeyStructure::Spki);
+}
+
+bool ClsPublicKey::LoadRsaDer(const uint8_t* bytes, uint32_t size) {
+    MethodFrame frame(*this, "LoadRsaDer");
+    return loadDer(bytes, size, KeyStructure::Pkcs1);
+}
+
+bool ClsPublicKey::LoadOpenSslPem(const XString& pem) {
+    MethodFrame frame(*this, "LoadOpenSslPem");
+    EVP_PKEY* made = KeyPem::readPublic(pem.utf8View(), &m_log);
+    if (!made) return false;
+    replace(made);
+    return true;
+}
+
+bool ClsPublicKey::LoadXml(const StringBuffer& xml) {
+    MethodFrame frame(*this, "LoadXml");
+    return loadXmlText(xml.view());
+}
+
+bool ClsPublicKey::LoadXml(const XString& xml) {
+    MethodFrame frame(*this, "LoadXml");
+    return loadXmlText(xml.utf8View());
+}
+
+bool ClsPublicKey::LoadOpenSslDerFile(const XString& path) {
+    MethodFrame frame(*this, "LoadOpenSslDerFile");
+    DataBuffer bytes;
+    return loadFile(path, bytes) && loadDer(bytes.data(), bytes.getSize(), KeyStructure::Spki);
+}
+
+bool ClsPublicKey::LoadRsaDerFile(const XString& path) {
+    MethodFrame frame(*this, "LoadRsaDerFile");
+    DataBuffer bytes;
+    return loadFile(path, bytes) && loadDer(bytes.data(), bytes.getSize(), KeyStructure::Pkcs1);
+}
+
+bool ClsPublicKey::LoadOpenSslPemFile(const XString& path) {
+    MethodFrame frame(*this, "LoadOpenSslPemFile");
+    DataBuffer bytes;
+    if (!loadFile(path, bytes)) return false;
+    EVP_PKEY* made = KeyPem::readPublic(textOf(bytes), &m_log);
+    if (!made) return false;
+    replace(made);
+    return true;
+}
+
+bool ClsPublicKey::LoadXmlFile(const XString& path) {
+    MethodFrame frame(*this, "LoadXmlFile");
+    DataBuffer bytes;
+    return loadFile(path, bytes) && loadXmlText(textOf(bytes));
+}
+
 bool ClsPublicKey::loadFromContainer(KeyContainer& container, bool isExchange) {
     EVP_PKEY* privateKey = container.keyHandle(isExchange);
-    if (!privateKey) return false;
-    DataBuffer spki;
-    unsigned char* der = nullptr;
-    int n = i2d_PUBKEY(privateKey, &der);
-    if (n <= 0) {
-        PkiError::setLastFromOpenSsl();
-        return false;
-    }
-    bool ok = LoadOpenSslDer(der, static_cast<uint32_t>(n));
-    OPENSSL_free(der);
-    return ok;
+    return privateKey && setFromKey(privateKey, &m_log);
 }
 
-bool ClsPublicKey::GetOpenSslDer(DataBuffer& out) const {
-    if (!key) return false;
-    unsigned char* der = nullptr;
-    int n = i2d_PUBKEY(key, &der);
-    if (n <= 0) {
-        PkiError::setLastFromOpenSsl();
+bool ClsPublicKey::render(KeyStructure structure, bool pem, DataBuffer& out) {
+    if (!key) {
+        m_log.logError("No public key is loaded");
         return false;
     }
-    out.append(der, static_cast<uint32_t>(n));
-    OPENSSL_free(der);
-    return true;
+    return KeyFormats::encodePublic(key, structure, pem, out, &m_log);
 }
 
-bool ClsPublicKey::GetRsaDer(DataBuffer& out) const {
-    if (!key) return false;
-    unsigned char* der = nullptr;
-    int n = i2d_PublicKey(key, &der);
-    if (n <= 0) {
-        PkiError::setLastFromOpenSsl();
-        return false;
-    }
-    out.append(der, static_cast<uint32_t>(n));
-    OPENSSL_free(der);
-    return true;
-}
-
-bool ClsPublicKey::GetXml(StringBuffer& out) const {
+bool ClsPublicKey::renderXml(StringBuffer& out) {
     std::vector<uint8_t> n;
     std::vector<uint8_t> e;
-    if (!key || !numberBytes(key, OSSL_PKEY_PARAM_RSA_N, n) || !numberBytes(key, OSSL_PKEY_PARAM_RSA_E, e))
+    if (!key || !numberBytes(key, OSSL_PKEY_PARAM_RSA_N, n) || !numberBytes(key, OSSL_PKEY_PARAM_RSA_E, e)) {
+        m_log.logError("No public key is loaded");
         return false;
+    }
     ContentCoding coding;
     out.append("<RSAKeyValue><Modulus>");
     coding.encodeBase64(n.data(), static_cast<uint32_t>(n.size()), out);
@@ -195,10 +229,71 @@ bool ClsPublicKey::GetXml(StringBuffer& out) const {
     return true;
 }
 
+bool ClsPublicKey::GetOpenSslDer(DataBuffer& out) {
+    MethodFrame frame(*this, "GetOpenSslDer");
+    return render(KeyStructure::Spki, false, out);
+}
+
+bool ClsPublicKey::GetRsaDer(DataBuffer& out) {
+    MethodFrame frame(*this, "GetRsaDer");
+    return render(KeyStructure::Pkcs1, false, out);
+}
+
+bool ClsPublicKey::GetOpenSslPem(XString& out) {
+    MethodFrame frame(*this, "GetOpenSslPem");
+    DataBuffer pem;
+    if (!render(KeyStructure::Spki, true, pem)) return false;
+    out.appendUtf8(textOf(pem));
+    return true;
+}
+
+bool ClsPublicKey::GetXml(StringBuffer& out) {
+    MethodFrame frame(*this, "GetXml");
+    return renderXml(out);
+}
+
+bool ClsPublicKey::GetXml(XString& out) {
+    MethodFrame frame(*this, "GetXml");
+    StringBuffer xml;
+    if (!renderXml(xml)) return false;
+    out.appendUtf8(xml.view());
+    return true;
+}
+
+bool ClsPublicKey::save(const XString& path, const DataBuffer& bytes) {
+    m_log.logData("filename", path.getUtf8());
+    return writeWholeFile(path, bytes.data(), bytes.getSize(), &m_log);
+}
+
+bool ClsPublicKey::SaveOpenSslDerFile(const XString& path) {
+    MethodFrame frame(*this, "SaveOpenSslDerFile");
+    DataBuffer bytes;
+    return render(KeyStructure::Spki, false, bytes) && save(path, bytes);
+}
+
+bool ClsPublicKey::SaveRsaDerFile(const XString& path) {
+    MethodFrame frame(*this, "SaveRsaDerFile");
+    DataBuffer bytes;
+    return render(KeyStructure::Pkcs1, false, bytes) && save(path, bytes);
+}
+
+bool ClsPublicKey::SaveOpenSslPemFile(const XString& path) {
+    MethodFrame frame(*this, "SaveOpenSslPemFile");
+    DataBuffer bytes;
+    return render(KeyStructure::Spki, true, bytes) && save(path, bytes);
+}
+
+bool ClsPublicKey::SaveXmlFile(const XString& path) {
+    MethodFrame frame(*this, "SaveXmlFile");
+    StringBuffer xml;
+    DataBuffer bytes;
+    if (!renderXml(xml)) return false;
+    bytes.append(xml.getString(), xml.getLength());
+    return save(path, bytes);
+}
+
 bool ClsPublicKey::equals(const ClsPublicKey& other) const {
-    DataBuffer a;
-    DataBuffer b;
-    return GetOpenSslDer(a) && other.GetOpenSslDer(b) && a.equals(b);
+    return key && other.key && EVP_PKEY_eq(key, other.key) == 1;
 }
 
 }  // namespace zenvary

@@ -1,5 +1,6 @@
 #include "pki/key/KeyStorage.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -11,6 +12,7 @@
 #include <openssl/evp.h>
 #include <openssl/pem.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <vector>
 
@@ -92,6 +94,42 @@ std::string KeyStorage::escapeName(const char* name) {
         }
     }
     return out;
+}
+
+std::string KeyStorage::unescapeName(const std::string& escaped) {
+    auto hexValue = [](char c) {
+        if (c >= '0' && c <= '9') return c - '0';
+        if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+        if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+        return -1;
+    };
+    std::string out;
+    for (size_t i = 0; i < escaped.size(); ++i) {
+        if (escaped[i] == '%' && i + 2 < escaped.size() && hexValue(escaped[i + 1]) >= 0 &&
+            hexValue(escaped[i + 2]) >= 0) {
+            out.push_back(static_cast<char>(hexValue(escaped[i + 1]) * 16 + hexValue(escaped[i + 2])));
+            i += 2;
+        } else {
+            out.push_back(escaped[i]);
+        }
+    }
+    return out;
+}
+
+std::vector<std::string> KeyStorage::listContainers(bool machineKeyset) {
+    PkiPaths paths = PkiPaths::current();
+    const std::string& root = machineKeyset ? paths.machineKeys : paths.userKeys;
+    std::vector<std::string> names;
+    DIR* dir = root.empty() ? nullptr : opendir(root.c_str());
+    if (!dir) return names;
+    while (const dirent* entry = readdir(dir)) {
+        // An escaped name never starts with "."; such entries are not containers.
+        if (entry->d_name[0] == '.') continue;
+        if (containerExists(root + "/" + entry->d_name)) names.push_back(unescapeName(entry->d_name));
+    }
+    closedir(dir);
+    std::sort(names.begin(), names.end());
+    return names;
 }
 
 std::string KeyStorage::containerDirectory(const char* name, bool machineKeyset) {

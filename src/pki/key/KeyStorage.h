@@ -7,6 +7,7 @@
 #pragma once
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include <openssl/types.h>
 
@@ -16,6 +17,11 @@ class KeyStorage {
 public:
     // The directory name of a container.
     static std::string escapeName(const char* name);
+    // The container name of a directory name: every "%XX" back to its byte.
+    static std::string unescapeName(const std::string& escaped);
+    // The names of the containers under the user's or the machine's root,
+    // sorted; empty when the root is unset or missing.
+    static std::vector<std::string> listContainers(bool machineKeyset);
     // The container's directory; empty when the root is not set.
     static std::string containerDirectory(const char* name, bool machineKeyset);
     static const char* keyFileName(bool isExchange) { return isExchange ? "exchange.pem" : "signature.pem"; }

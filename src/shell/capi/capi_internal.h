@@ -6,6 +6,7 @@
 #include "core/DataBuffer.h"
 #include "core/XString.h"
 #include "crypt/ClsBase.h"
+#include "pki/cert/ClsCert.h"
 #include "zenvary.h"
 
 namespace zenvary {
@@ -41,4 +42,26 @@ int bytesOut(const DataBuffer* bytes, unsigned char** out, size_t* outLen);
 void textIn(const char* utf8, XString& out);
 void bytesIn(const unsigned char* data, size_t len, DataBuffer& out);
 
+// The status of a call that wrote an output (`outputStatus`) and answered `ok`.
+inline int status(int outputStatus, bool ok) { return outputStatus != ZV_OK ? outputStatus : ok ? ZV_OK : ZV_FAILED; }
+
+// Arguments as the core's values: text from UTF-8 (null is ""), bytes copied
+// (null or zero length is empty).
+inline XString text(const char* utf8) {
+    XString x;
+    textIn(utf8, x);
+    return x;
+}
+
+struct Bytes {
+    DataBuffer value;
+    Bytes(const unsigned char* data, size_t len) { bytesIn(data, len, value); }
+};
+
 }  // namespace zenvary::capi
+
+// The certificate behind a ZenvaryCert handle, shared by the translation
+// units that take or give certificates.
+struct ZenvaryCert {
+    zenvary::ClsCert cert;
+};

@@ -85,8 +85,6 @@ using namespace zenvary::capi;
 
 namespace {
 
-int status(int outputStatus, bool ok) { return outputStatus != ZV_OK ? outputStatus : ok ? ZV_OK : ZV_FAILED; }
-
 // Adapters from the C shapes to the members. `call` gets the object and
 // the converted arguments and gives the member's result.
 
@@ -131,11 +129,6 @@ int noOutput(ZenvaryVault2* obj, Call call) {
         return ZV_OK;
     });
 }
-
-struct BytesArg {
-    DataBuffer value;
-    BytesArg(const unsigned char* data, size_t len) { bytesIn(data, len, value); }
-};
 
 struct TextArg {
     XString value;
@@ -182,7 +175,7 @@ void zenvary_set_binding_kind(ZenvaryVault2* obj, int kind) {
         return toBytes(obj, out, outLen, [](ClsCrypt& c, DataBuffer& r) { return c.get_##Name(r), true; }); \
     }                                                                                                   \
     int ZenvaryVault2_put_##Name(ZenvaryVault2* obj, const unsigned char* data, size_t len) {           \
-        return noOutput(obj, [&](ClsCrypt& c) { c.put_##Name(BytesArg(data, len).value); });            \
+        return noOutput(obj, [&](ClsCrypt& c) { c.put_##Name(Bytes(data, len).value); });            \
     }
 
 ZV_TEXT_GETTER(LastErrorText)
@@ -224,7 +217,7 @@ int ZenvaryVault2_SaveLastError(ZenvaryVault2* obj, const char* path) {
 int ZenvaryVault2_Encode(ZenvaryVault2* obj, const unsigned char* data, size_t len, int isString,
                          const char* encoding, char** out) {
     return toText(obj, out, [&](ClsCrypt& c, XString& r) {
-        return c.Encode(BytesArg(data, len).value, isString != 0, TextArg(encoding).value, r);
+        return c.Encode(Bytes(data, len).value, isString != 0, TextArg(encoding).value, r);
     });
 }
 
@@ -248,7 +241,7 @@ int ZenvaryVault2_ReEncode(ZenvaryVault2* obj, const char* data, const char* fro
     int ZenvaryVault2_##Name(ZenvaryVault2* obj, const unsigned char* data, size_t len, unsigned char** out, \
                              size_t* outLen) {                                                        \
         return toBuffer(obj, out, outLen, [&](ClsCrypt& c) {                                          \
-            BytesArg in(data, len);                                                                   \
+            Bytes in(data, len);                                                                      \
             return c.Name(in.value);                                                                  \
         });                                                                                           \
     }
@@ -262,7 +255,7 @@ int ZenvaryVault2_ReEncode(ZenvaryVault2* obj, const char* data, const char* fro
 #define ZV_BYTES_TO_TEXT(Name)                                                                                \
     int ZenvaryVault2_##Name(ZenvaryVault2* obj, const unsigned char* data, size_t len, char** out) {         \
         return toText(obj, out, [&](ClsCrypt& c, XString& r) {                                               \
-            BytesArg in(data, len);                                                                           \
+            Bytes in(data, len);                                                                              \
             return c.Name(in.value, r);                                                                       \
         });                                                                                                   \
     }
@@ -290,7 +283,7 @@ ZV_TEXT_TO_TEXT(DecryptEncoded)
 int ZenvaryVault2_BytesToString(ZenvaryVault2* obj, const unsigned char* data, size_t len, const char* charset,
                                 char** out) {
     return toText(obj, out, [&](ClsCrypt& c, XString& r) {
-        return c.BytesToString(BytesArg(data, len).value, TextArg(charset).value, r);
+        return c.BytesToString(Bytes(data, len).value, TextArg(charset).value, r);
     });
 }
 
@@ -310,7 +303,7 @@ int ZenvaryVault2_TrimEndingWith(ZenvaryVault2* obj, const char* str, const char
 int ZenvaryVault2_ByteSwap4321(ZenvaryVault2* obj, const unsigned char* data, size_t len, unsigned char** out,
                                size_t* outLen) {
     return toBytes(obj, out, outLen, [&](ClsCrypt& c, DataBuffer& r) {
-        c.ByteSwap4321(BytesArg(data, len).value, r);
+        c.ByteSwap4321(Bytes(data, len).value, r);
         return true;
     });
 }
@@ -318,7 +311,7 @@ int ZenvaryVault2_ByteSwap4321(ZenvaryVault2* obj, const unsigned char* data, si
 int ZenvaryVault2_Shorten(ZenvaryVault2* obj, const unsigned char* data, size_t len, long numBytes,
                           unsigned char** out, size_t* outLen) {
     return toBytes(obj, out, outLen, [&](ClsCrypt& c, DataBuffer& r) {
-        c.Shorten(BytesArg(data, len).value, static_cast<int>(numBytes), r);
+        c.Shorten(Bytes(data, len).value, static_cast<int>(numBytes), r);
         return true;
     });
 }
@@ -380,7 +373,7 @@ ZV_TEXT_TO_TEXT(InflateStringENC)
     int ZenvaryVault2_##Name(ZenvaryVault2* obj, const unsigned char* data, size_t len, unsigned char** out, \
                              size_t* outLen) {                                                        \
         return toBytes(obj, out, outLen, [&](ClsCrypt& c, DataBuffer& r) {                            \
-            return c.Name(BytesArg(data, len).value, r);                                              \
+            return c.Name(Bytes(data, len).value, r);                                              \
         });                                                                                           \
     }
 #define ZV_TEXT_TO_BYTES(Name)                                                                             \
@@ -410,7 +403,7 @@ int ZenvaryVault2_HashFileENC(ZenvaryVault2* obj, const char* filename, char** o
 }
 
 int ZenvaryVault2_SetHmacKeyBytes(ZenvaryVault2* obj, const unsigned char* key, size_t len) {
-    return noOutput(obj, [&](ClsCrypt& c) { c.SetHmacKeyBytes(BytesArg(key, len).value); });
+    return noOutput(obj, [&](ClsCrypt& c) { c.SetHmacKeyBytes(Bytes(key, len).value); });
 }
 
 int ZenvaryVault2_SetHmacKeyString(ZenvaryVault2* obj, const char* key) {
@@ -428,7 +421,7 @@ ZV_TEXT_TO_BUFFER(ReadFile)
 int ZenvaryVault2_WriteFile(ZenvaryVault2* obj, const char* filename, const unsigned char* data, size_t len) {
     if (!obj) return ZV_BADARG;
     return guarded([&] {
-        return obj->crypt.WriteFile(TextArg(filename).value, BytesArg(data, len).value) ? ZV_OK : ZV_FAILED;
+        return obj->crypt.WriteFile(TextArg(filename).value, Bytes(data, len).value) ? ZV_OK : ZV_FAILED;
     });
 }
 

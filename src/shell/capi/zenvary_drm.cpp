@@ -20,8 +20,6 @@ using namespace zenvary::capi;
 
 namespace {
 
-int status(int outputStatus, bool ok) { return outputStatus != ZV_OK ? outputStatus : ok ? ZV_OK : ZV_FAILED; }
-
 // Adapters from the C shapes to the members; `call` answers true or false.
 template <class Call>
 int toText(ZenvaryOmaDrm* obj, char** out, Call call) {
@@ -47,12 +45,6 @@ template <class Call>
 int toStatus(ZenvaryOmaDrm* obj, Call call) {
     if (!obj) return ZV_BADARG;
     return guarded([&] { return call(obj->drm) ? ZV_OK : ZV_FAILED; });
-}
-
-XString text(const char* utf8) {
-    XString x;
-    textIn(utf8, x);
-    return x;
 }
 
 // Bytes in: borrowed for the length of the call, never copied.

@@ -25,26 +25,9 @@ using zenvary::MethodFrame;
 using zenvary::StringBuffer;
 using zenvary::XString;
 
-struct ZenvaryCert {
-    ClsCert cert;
-};
-
 using namespace zenvary::capi;
 
 namespace {
-
-int status(int outputStatus, bool ok) { return outputStatus != ZV_OK ? outputStatus : ok ? ZV_OK : ZV_FAILED; }
-
-XString text(const char* utf8) {
-    XString x;
-    textIn(utf8, x);
-    return x;
-}
-
-struct Bytes {
-    DataBuffer value;
-    Bytes(const unsigned char* data, size_t len) { bytesIn(data, len, value); }
-};
 
 // Whether the certificate is linked to a key container, with its name and keyset.
 bool keyLink(const ClsCert& cert, StringBuffer& container, bool& machine) {
@@ -133,95 +116,6 @@ int zenvary_set_pki_root(const char* dir) {
     });
 }
 
-ZenvaryCert* ZenvaryCert_Create(void) { return new (std::nothrow) ZenvaryCert(); }
-
-void ZenvaryCert_Dispose(ZenvaryCert* cert) { delete cert; }
-
-int ZenvaryCert_get_LastErrorText(ZenvaryCert* cert, char** out) {
-    if (!cert || !out) return ZV_BADARG;
-    return guarded([&] {
-        XString log;
-        cert->cert.lastErrorText(log, true);
-        return textOut(log, out);
-    });
-}
-
-int ZenvaryCert_LoadFromFile(ZenvaryCert* cert, const char* path) {
-    if (!cert) return ZV_BADARG;
-    return guarded([&] { return cert->cert.LoadFromFile(text(path)) ? ZV_OK : ZV_FAILED; });
-}
-
-int ZenvaryCert_SetFromEncoded(ZenvaryCert* cert, const char* base64) {
-    if (!cert) return ZV_BADARG;
-    return guarded([&] { return cert->cert.SetFromEncoded(text(base64)) ? ZV_OK : ZV_FAILED; });
-}
-
-int ZenvaryCert_LoadFromBinary(ZenvaryCert* cert, const unsigned char* data, size_t len) {
-    if (!cert) return ZV_BADARG;
-    return guarded([&] {
-        MethodFrame frame(cert->cert, "LoadFromBinary");
-        Bytes bytes(data, len);
-        Certificate* loaded = Certificate::createFromBytes(bytes.value.data(), bytes.value.getSize(), &frame.log());
-        if (!loaded) return ZV_FAILED;
-        StringBuffer encoded;
-        loaded->getEncoded(encoded, &frame.log());
-        delete loaded;
-        XString x;
-        x.setFromUtf8(encoded.getString());
-        return cert->cert.SetFromEncoded(x) ? ZV_OK : ZV_FAILED;
-    });
-}
-
-int ZenvaryCert_GetEncoded(ZenvaryCert* cert, char** out) {
-    if (!cert || !out) return ZV_BADARG;
-    return guarded([&] {
-        XString encoded;
-        const bool ok = cert->cert.GetEncoded(encoded);
-        return status(textOut(encoded, out), ok);
-    });
-}
-
-int ZenvaryCert_get_SubjectDN(ZenvaryCert* cert, char** out) {
-    if (!cert || !out) return ZV_BADARG;
-    return guarded([&] {
-        XString value;
-        cert->cert.SubjectDN(value);
-        return status(textOut(value, out), cert->cert.getCertificate() != nullptr);
-    });
-}
-
-int ZenvaryCert_get_SerialNumber(ZenvaryCert* cert, char** out) {
-    if (!cert || !out) return ZV_BADARG;
-    return guarded([&] {
-        XString value;
-        cert->cert.SerialNumber(value);
-        return status(textOut(value, out), cert->cert.getCertificate() != nullptr);
-    });
-}
-
-int ZenvaryCert_LinkPrivateKeyFile(ZenvaryCert* cert, const char* keyPath) {
-    if (!cert) return ZV_BADARG;
-    return guarded([&] {
-        MethodFrame frame(cert->cert, "LinkPrivateKeyFile");
-        return zenvary::linkKeyFile(cert->cert, keyPath, &frame.log()) ? ZV_OK : ZV_FAILED;
-    });
-}
-
-int ZenvaryCert_LinkPrivateKey(ZenvaryCert* cert, const char* containerName, int machineKeyset, int forSigning) {
-    if (!cert) return ZV_BADARG;
-    return guarded([&] {
-        return cert->cert.LinkPrivateKey(text(containerName), machineKeyset != 0, forSigning != 0) ? ZV_OK
-                                                                                                    : ZV_FAILED;
-    });
-}
-
-long ZenvaryCert_get_HasKeyContainer(ZenvaryCert* cert) {
-    if (!cert) return 0;
-    StringBuffer container;
-    bool machine = false;
-    return keyLink(cert->cert, container, machine) ? 1 : 0;
-}
-
 // Certificates of the crypt object.
 
 int ZenvaryVault2_SetSigningCert(ZenvaryVault2* obj, ZenvaryCert* cert) {
@@ -252,7 +146,7 @@ int ZenvaryVault2_SetDecryptCert(ZenvaryVault2* obj, ZenvaryCert* cert) {
     });
 }
 
-int ZenvaryVault2_SetDecryptCert2(ZenvaryVault2* obj, ZenvaryCert* cert, void* /*privateKey*/) {
+int ZenvaryVault2_SetDecryptCert2(ZenvaryVault2* obj, ZenvaryCert* cert, ZenvaryPrivateKey* /*privateKey*/) {
     return toStatus(obj, [&](ClsCrypt& c) {
         std::unique_ptr<ClsCert> rebuilt = decryptCertFrom(c, cert, "SetDecryptCert2");
         if (!rebuilt) return false;
@@ -289,10 +183,17 @@ int ZenvaryVault2_GetLastCert(ZenvaryVault2* obj, ZenvaryCert** out) {
     });
 }
 
-int ZenvaryVault2_SetCSP(ZenvaryVault2* obj, const char* serialized) {
+int ZenvaryVault2_SetCSP(ZenvaryVault2* obj, ZenvaryCSP* provider) {
     return toStatus(obj, [&](ClsCrypt& c) {
+        if (!provider) return true;
+        // As the component's shell does it: the caller's object is asked for
+        // its serialized text, which a fresh local provider object loads.
+        char* serialized = nullptr;
+        const int rc = ZenvaryCSP_Serialize(provider, &serialized);
+        std::unique_ptr<char, void (*)(void*)> text(serialized, zenvary_free);
+        if (rc == ZV_NOMEM) throw std::bad_alloc();
         zenvary::ClsCSP csp;
-        csp.loadSerialized(serialized ? serialized : "");
+        csp.loadSerialized(text ? text.get() : "");
         return c.SetCSP(csp);
     });
 }

@@ -21,12 +21,6 @@ using namespace zenvary::capi;
 
 namespace {
 
-XString text(const char* utf8) {
-    XString x;
-    textIn(utf8, x);
-    return x;
-}
-
 int32_t index32(long index) {
     if (index < INT32_MIN) return INT32_MIN;
     if (index > INT32_MAX) return INT32_MAX;

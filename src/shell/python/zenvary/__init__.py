@@ -691,7 +691,6 @@ __all__ += ["ZvStringArray"]
 
 # Certificates, signatures and PKCS #7 messages.
 
-_lib.ZenvaryCert_Create.restype = _c_obj
 _lib.zenvary_set_pki_root.argtypes = [ctypes.c_char_p]
 _lib.zenvary_set_pki_root.restype = ctypes.c_int
 
@@ -700,68 +699,6 @@ def set_pki_root(directory):
     """Keeps key containers and certificate stores below `directory`
     (process-wide); None goes back to the defaults under the home directory."""
     _check(_lib.zenvary_set_pki_root(None if directory is None else _text_arg(directory)))
-
-_lib.ZenvaryCert_Dispose.argtypes = [_c_obj]
-_lib.ZenvaryCert_Dispose.restype = None
-
-
-class Cert(_Object):
-    """One X.509 certificate, optionally linked to its private key.
-
-    Load it with LoadFromFile (PEM, DER or PKCS#12), SetFromEncoded (base64)
-    or LoadFromBinary; LinkPrivateKeyFile imports the RSA key of a key file
-    into the key container named by the certificate's thumbprint and links
-    the two. The crypt object keeps copies of the certificates it is given.
-    """
-
-    _prefix = "ZenvaryCert_"
-
-    def __init__(self, path=None):
-        self._h = _lib.ZenvaryCert_Create()
-        if not self._h:
-            raise MemoryError("zenvary: out of memory")
-        if path is not None and not self.LoadFromFile(path):
-            raise ValueError("zenvary: cannot load a certificate from %s: %s" % (path, self.LastErrorText))
-
-    @classmethod
-    def _adopt(cls, handle):
-        obj = cls.__new__(cls)
-        obj._h = handle
-        return obj
-
-    def __del__(self):
-        h, self._h = getattr(self, "_h", None), None
-        if h:
-            _lib.ZenvaryCert_Dispose(h)
-
-    LastErrorText = _text_property("LastErrorText", writable=False)
-    SubjectDN = _text_property("SubjectDN", writable=False)
-    SerialNumber = _text_property("SerialNumber", writable=False)
-    HasKeyContainer = _long_property("HasKeyContainer", writable=False)
-
-    def _status(self, name, *texts):
-        return 1 if _check(self._fn(name, [ctypes.c_char_p] * len(texts))(self._h, *[_text_arg(t) for t in texts])) else 0
-
-    def LoadFromFile(self, path):
-        return self._status("LoadFromFile", path)
-
-    def SetFromEncoded(self, encoded):
-        return self._status("SetFromEncoded", encoded)
-
-    def LoadFromBinary(self, data):
-        raw = _to_bytes(data)[0]
-        fn = self._fn("LoadFromBinary", [ctypes.c_char_p, ctypes.c_size_t])
-        return 1 if _check(fn(self._h, raw, len(raw))) else 0
-
-    def GetEncoded(self):
-        return self._call_text("GetEncoded")[1]
-
-    def LinkPrivateKeyFile(self, keyPath):
-        return self._status("LinkPrivateKeyFile", keyPath)
-
-    def LinkPrivateKey(self, containerName, machineKeyset, forSigning):
-        fn = self._fn("LinkPrivateKey", [ctypes.c_char_p, ctypes.c_int, ctypes.c_int])
-        return 1 if _check(fn(self._h, _text_arg(containerName), int(bool(machineKeyset)), int(bool(forSigning)))) else 0
 
 
 def _cert_handle(cert):
@@ -793,7 +730,9 @@ class _PkiMembers:
 
     def SetDecryptCert2(self, cert, privateKey=None):
         # The key argument is not used: the certificate's own key is.
-        return self._cert_status("SetDecryptCert2", cert, None)
+        if privateKey is not None and not isinstance(privateKey, PrivateKey):
+            raise TypeError("zenvary: a PrivateKey or None is needed")
+        return self._cert_status("SetDecryptCert2", cert, None if privateKey is None else privateKey._h)
 
     def GetLastCert(self):
         out = ctypes.c_void_p()
@@ -803,9 +742,13 @@ class _PkiMembers:
         return Cert._adopt(out.value)
 
     def SetCSP(self, csp):
-        """Takes a provider object with Serialize(), or its serialized text."""
-        text = csp.Serialize() if hasattr(csp, "Serialize") else csp
-        self._call_status("SetCSP", text)
+        """Takes the provider choice of a zenvary.CSP; None does nothing."""
+        if csp is None:
+            return
+        from ._csp import CSP
+        if not isinstance(csp, CSP):
+            raise TypeError("zenvary: SetCSP takes a CSP")
+        _check(self._fn("SetCSP", [_c_obj])(self._h, csp._h))
 
     def SignBytes(self, data):
         return self._bytes_to_bytes("SignBytes", data)
@@ -892,3 +835,7 @@ for _name, _member in list(vars(_PkiMembers).items()):
 del _name, _member
 
 __all__ += ["Cert", "set_pki_root"]
+
+from ._csp import CSP  # noqa: E402
+from ._cert import Cert  # noqa: E402
+from ._keys import PrivateKey, PublicKey  # noqa: E402
