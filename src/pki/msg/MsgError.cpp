@@ -2,6 +2,7 @@
 
 #include <openssl/err.h>
 
+#include "log/LogBase.h"
 #include "pki/platform/PkiError.h"
 
 namespace zenvary {
@@ -38,6 +39,18 @@ void MsgError::setText(uint32_t c, const char* message) {
     PkiError::clearOpenSsl();
     code = c;
     text.setString(message ? message : "");
+}
+
+StringBuffer stripped(const StringBuffer& text) {
+    StringBuffer s(text);
+    s.trimWhitespace();
+    return s;
+}
+
+void logPrefixed(LogBase& log, const char* prefix, const StringBuffer& text) {
+    StringBuffer line(prefix);
+    line.appendString(stripped(text));
+    log.logError(line.getString());
 }
 
 }  // namespace zenvary

@@ -10,6 +10,8 @@
 
 namespace zenvary {
 
+class LogBase;
+
 // Codes of the message operations.
 inline constexpr uint32_t kErrInvalidHandle = 6;              // no private key can be reached
 inline constexpr uint32_t kErrInvalidParameter = 87;          // a null or empty argument
@@ -43,5 +45,10 @@ struct MsgError {
 
 // The fixed wording of a code; empty for a code of no known meaning.
 const char* msgErrorWording(uint32_t code);
+
+// An error text stripped of surrounding blanks, tabs, CR and LF.
+StringBuffer stripped(const StringBuffer& text);
+// Logs `prefix` followed by the stripped text as an error.
+void logPrefixed(LogBase& log, const char* prefix, const StringBuffer& text);
 
 }  // namespace zenvary

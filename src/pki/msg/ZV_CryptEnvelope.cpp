@@ -30,18 +30,6 @@ uint32_t rc2Version(uint32_t bits) {
     }
 }
 
-StringBuffer stripped(const StringBuffer& text) {
-    StringBuffer s(text);
-    s.trimWhitespace();
-    return s;
-}
-
-void logPrefixed(LogBase& log, const char* prefix, const StringBuffer& text) {
-    StringBuffer line(prefix);
-    line.appendString(stripped(text));
-    log.logError(line.getString());
-}
-
 void handOver(X509* cert, Certificate** slot) {
     if (!cert) return;
     CertContext* ctx = CertContext::adopt(cert);

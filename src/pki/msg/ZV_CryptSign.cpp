@@ -57,19 +57,6 @@ constexpr SignWords kAttachedWords = {
 constexpr const char* kHandleInvalid = "The handle is invalid.";
 constexpr const char* kNoPrivateKey = "The private key for this certificate does not exist or cannot be found.";
 
-// The platform text, stripped of surrounding blanks, tabs, CR and LF.
-StringBuffer stripped(const StringBuffer& text) {
-    StringBuffer s(text);
-    s.trimWhitespace();
-    return s;
-}
-
-void logPrefixed(LogBase& log, const char* prefix, const StringBuffer& text) {
-    StringBuffer line(prefix);
-    line.appendString(stripped(text));
-    log.logError(line.getString());
-}
-
 void logFormatted(LogBase& log, const char* tag, const char* format, uint32_t code) {
     char text[24];
     std::snprintf(text, sizeof text, format, code);
