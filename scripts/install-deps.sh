@@ -10,4 +10,5 @@ $SUDO apt-get install -y -q --no-install-recommends \
   libssl-dev openssl libbz2-dev bzip2 \
   libgtest-dev libgmock-dev libbenchmark-dev \
   clang libclang-rt-dev time ccache \
-  help2man man-db python3-pip python3-setuptools python3-wheel
+  help2man man-db python3-pip python3-setuptools python3-wheel \
+  zlib1g-dev libbotan-2-dev libcrypto++-dev libgcrypt20-dev libmhash-dev
